@@ -1,0 +1,98 @@
+#include <zureader/Reader.h>
+
+#include "platform/SystemString.h"
+
+#include <cstdlib>
+
+VReader::~VReader() = default;
+
+uint32_t VReader::GetType()
+{
+    return m_nType;
+}
+
+ZUBOOL VReader::Create()
+{
+    return 0;
+}
+
+ZUBOOL VReader::SetLengthHint(uint64_t)
+{
+    return 0;
+}
+
+ZUBSTR VReader::GetInfo(const ZUCHAR*)
+{
+    return zu::platform::AllocSystemString(u"", 0);
+}
+
+void VReader::SetTimeout(uint32_t nMilliseconds)
+{
+    m_nTimeout = nMilliseconds;
+}
+
+void VReader::SetPostData(const void* pData, uint32_t nLength)
+{
+    m_pPostData = pData;
+    m_nPostDataLength = nLength;
+}
+
+// "KEY|VALUE|KEY|VALUE": fields are taken in pairs; an odd last field is a key without a value and
+// is ignored rather than guessed at.
+void VReader::SetOptions(const ZUCHAR* pszOptions)
+{
+    if (!pszOptions)
+        return;
+    const std::u16string text(reinterpret_cast<const char16_t*>(pszOptions));
+    std::u16string key;
+    bool bHaveKey = false;
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t end = text.find(u'|', start);
+        if (end == std::u16string::npos)
+            end = text.size();
+        std::u16string field = text.substr(start, end - start);
+        if (bHaveKey) {
+            SetOption(reinterpret_cast<const ZUCHAR*>(key.c_str()), reinterpret_cast<const ZUCHAR*>(field.c_str()));
+        } else {
+            key = std::move(field);
+        }
+        bHaveKey = !bHaveKey;
+        start = end + 1;
+    }
+}
+
+void VReader::SetOption(const ZUCHAR* pszKey, const ZUCHAR* pszValue)
+{
+    if (!pszKey)
+        return;
+    std::u16string value = pszValue ? std::u16string(reinterpret_cast<const char16_t*>(pszValue)) : std::u16string();
+    m_Options[reinterpret_cast<const char16_t*>(pszKey)] = std::move(value);
+}
+
+void VReader::SetDeleteOnClose(ZUBOOL bDelete)
+{
+    m_bDeleteOnClose = bDelete;
+}
+
+std::u16string VReader::GetOption(const std::u16string& key) const
+{
+    const auto pEntry = m_Options.find(key);
+    return pEntry == m_Options.end() ? std::u16string() : pEntry->second;
+}
+
+// The integer value of the text, as the C library's atoi reads it: leading blanks, a sign, digits.
+bool VReader::GetOptionFlag(const std::u16string& key) const
+{
+    const std::u16string value = GetOption(key);
+    size_t i = 0;
+    while (i < value.size() && (value[i] == u' ' || value[i] == u'\t'))
+        ++i;
+    if (i < value.size() && (value[i] == u'+' || value[i] == u'-'))
+        ++i;
+    for (; i < value.size() && value[i] >= u'0' && value[i] <= u'9'; ++i) {
+        if (value[i] != u'0')
+            return true;
+    }
+    return false;
+}

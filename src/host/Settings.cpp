@@ -1,0 +1,77 @@
+#include "host/Settings.h"
+
+#include "host/AppInfo.h"
+#include "host/IniSettingsStore.h"
+
+#include <mutex>
+
+namespace zu::host {
+namespace {
+
+struct CStoreSlot {
+    std::mutex lock;
+    std::u16string home;
+    std::unique_ptr<platform::VSettingsStore> pStore;
+    // Stores replaced by a change of ZUREADER_HOME stay alive: a caller may still hold a reference.
+    std::unique_ptr<CStoreSlot> pRetired;
+};
+
+std::unique_ptr<platform::VSettingsStore> OpenStore(const std::u16string& home)
+{
+    std::unique_ptr<platform::VSettingsStore> pStore;
+    if (home.empty())
+        pStore = platform::OpenNativeSettingsStore(CAppInfo::CompanyName(), CAppInfo::ApplicationName());
+    if (!pStore)
+        pStore = std::make_unique<CIniSettingsStore>(CAppInfo::SettingsFile());
+    return pStore;
+}
+
+}  // namespace
+
+platform::VSettingsStore& CSettings::Store()
+{
+    static CStoreSlot slot;
+    std::lock_guard<std::mutex> lock(slot.lock);
+    const std::u16string home = CAppInfo::HomeOverride();
+    if (!slot.pStore || home != slot.home) {
+        if (slot.pStore) {
+            auto pRetired = std::make_unique<CStoreSlot>();
+            pRetired->pStore = std::move(slot.pStore);
+            pRetired->pRetired = std::move(slot.pRetired);
+            slot.pRetired = std::move(pRetired);
+        }
+        slot.pStore = OpenStore(home);
+        slot.home = home;
+    }
+    return *slot.pStore;
+}
+
+bool CSettings::HasSection(const std::u16string& section)
+{
+    return Store().HasSection(section);
+}
+
+uint32_t CSettings::ReadNumber(const std::u16string& section, const std::u16string& name, uint32_t nDefault)
+{
+    uint32_t value = nDefault;
+    return Store().ReadNumber(section, name, value) ? value : nDefault;
+}
+
+std::u16string CSettings::ReadText(const std::u16string& section, const std::u16string& name,
+                                   const std::u16string& fallback)
+{
+    std::u16string value;
+    return Store().ReadText(section, name, value) ? value : fallback;
+}
+
+bool CSettings::WriteNumber(const std::u16string& section, const std::u16string& name, uint32_t value)
+{
+    return Store().WriteNumber(section, name, value);
+}
+
+bool CSettings::WriteText(const std::u16string& section, const std::u16string& name, const std::u16string& value)
+{
+    return Store().WriteText(section, name, value);
+}
+
+}  // namespace zu::host

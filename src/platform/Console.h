@@ -1,0 +1,20 @@
+// Console seam for command-line hosts: wide arguments, terminal detection, binary standard output.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace zu::platform {
+
+// The program's arguments as UTF-16 (the system's wide command line on Windows).
+std::vector<std::u16string> CommandLineArguments(int argc, char** argv);
+// 0 standard input, 1 standard output, 2 standard error.
+bool IsTerminal(int nStream);
+// Columns of the terminal on standard error, 80 when unknown.
+int TerminalColumns();
+void SetBinaryMode(std::FILE* pStream);
+// Reads one line from the terminal, without echo when bSecret is set.
+std::u16string ReadTerminalLine(bool bSecret);
+
+}  // namespace zu::platform

@@ -1,0 +1,116 @@
+#include "platform/SettingsStore.h"
+
+#include "platform/win32/Wide.h"
+
+#include <windows.h>
+
+namespace zu::platform {
+namespace {
+
+// One key per section below HKCU\Software\<company>\<product>.
+class CRegistryStore final : public VSettingsStore {
+public:
+    explicit CRegistryStore(std::u16string root) : m_Root(std::move(root)) {}
+
+    bool HasSection(const std::u16string& section) override
+    {
+        HKEY hKey = OpenSection(section, KEY_READ, false);
+        if (hKey)
+            RegCloseKey(hKey);
+        return hKey != nullptr;
+    }
+
+    bool ReadText(const std::u16string& section, const std::u16string& name, std::u16string& value) override
+    {
+        HKEY hKey = OpenSection(section, KEY_READ, false);
+        if (!hKey)
+            return false;
+        DWORD type = 0;
+        DWORD nBytes = 0;
+        bool bOk = RegQueryValueExW(hKey, Wide(name), nullptr, &type, nullptr, &nBytes) == ERROR_SUCCESS &&
+                   (type == REG_SZ || type == REG_EXPAND_SZ);
+        if (bOk) {
+            std::u16string text(nBytes / sizeof(wchar_t) + 1, u'\0');
+            bOk = RegQueryValueExW(hKey, Wide(name), nullptr, &type, reinterpret_cast<BYTE*>(text.data()),
+                                   &nBytes) == ERROR_SUCCESS;
+            if (bOk)
+                value.assign(text.c_str());
+        }
+        RegCloseKey(hKey);
+        return bOk;
+    }
+
+    bool ReadNumber(const std::u16string& section, const std::u16string& name, uint32_t& value) override
+    {
+        HKEY hKey = OpenSection(section, KEY_READ, false);
+        if (!hKey)
+            return false;
+        DWORD type = 0;
+        DWORD number = 0;
+        DWORD nBytes = sizeof(number);
+        const bool bOk = RegQueryValueExW(hKey, Wide(name), nullptr, &type, reinterpret_cast<BYTE*>(&number),
+                                          &nBytes) == ERROR_SUCCESS &&
+                         type == REG_DWORD;
+        RegCloseKey(hKey);
+        if (bOk)
+            value = number;
+        return bOk;
+    }
+
+    bool WriteText(const std::u16string& section, const std::u16string& name, const std::u16string& value) override
+    {
+        return SetValue(section, name, REG_SZ, value.c_str(),
+                        static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+    }
+
+    bool WriteNumber(const std::u16string& section, const std::u16string& name, uint32_t value) override
+    {
+        const DWORD number = value;
+        return SetValue(section, name, REG_DWORD, &number, sizeof(number));
+    }
+
+    bool DeleteValue(const std::u16string& section, const std::u16string& name) override
+    {
+        HKEY hKey = OpenSection(section, KEY_SET_VALUE, false);
+        if (!hKey)
+            return false;
+        const bool bOk = RegDeleteValueW(hKey, Wide(name)) == ERROR_SUCCESS;
+        RegCloseKey(hKey);
+        return bOk;
+    }
+
+private:
+    HKEY OpenSection(const std::u16string& section, REGSAM access, bool bCreate)
+    {
+        const std::u16string path = m_Root + u"\\" + section;
+        HKEY hKey = nullptr;
+        const LONG result = bCreate ? RegCreateKeyExW(HKEY_CURRENT_USER, Wide(path), 0, nullptr, 0, access,
+                                                      nullptr, &hKey, nullptr)
+                                    : RegOpenKeyExW(HKEY_CURRENT_USER, Wide(path), 0, access, &hKey);
+        return result == ERROR_SUCCESS ? hKey : nullptr;
+    }
+
+    bool SetValue(const std::u16string& section, const std::u16string& name, DWORD type, const void* pData,
+                  DWORD nBytes)
+    {
+        HKEY hKey = OpenSection(section, KEY_SET_VALUE, true);
+        if (!hKey)
+            return false;
+        const bool bOk = RegSetValueExW(hKey, Wide(name), 0, type, static_cast<const BYTE*>(pData), nBytes) ==
+                         ERROR_SUCCESS;
+        RegCloseKey(hKey);
+        return bOk;
+    }
+
+    std::u16string m_Root;
+};
+
+}  // namespace
+
+std::unique_ptr<VSettingsStore> OpenNativeSettingsStore(const std::u16string& company,
+                                                        const std::u16string& product)
+{
+    return std::make_unique<CRegistryStore>(u"Software\\" + company + u"\\" + product);
+}
+
+}  // namespace zu::platform

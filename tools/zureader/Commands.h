@@ -1,0 +1,19 @@
+// The zureader commands; each takes the arguments after its name and returns the exit status.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zucli {
+
+using CArguments = std::vector<std::u16string>;
+
+int RunCat(const CArguments& arguments);
+int RunInfo(const CArguments& arguments);
+int RunDemo(const CArguments& arguments);
+
+// One line on standard error, "zureader: " first; returns the failure status.
+int Fail(const std::string& message);
+void PrintText(const std::string& text);
+
+}  // namespace zucli

@@ -1,0 +1,47 @@
+// zureader: the library's command-line host.
+#include "CommandLine.h"
+#include "Commands.h"
+
+#include "platform/Console.h"
+
+#include <zureader/ZUReader.h>
+
+namespace {
+
+const char kHelp[] =
+    "usage: zureader COMMAND [ARGUMENTS]\n"
+    "\n"
+    "commands:\n"
+    "  cat LOCATION [-o FILE]          copy a location to standard output or a file\n"
+    "  info LOCATION [--prop NAME]...  print a reader's type, length, flags and properties\n"
+    "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
+    "\n"
+    "zureader COMMAND --help tells more.\n";
+
+// Pairs the library's start-up and tear-down around the command.
+class CLibraryScope {
+public:
+    CLibraryScope() { ZUReaderInitialize(0); }
+    ~CLibraryScope() { ZUReaderUninitialize(0); }
+};
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    using namespace zucli;
+    const std::vector<std::u16string> arguments = zu::platform::CommandLineArguments(argc, argv);
+    if (arguments.size() < 2 || arguments[1] == u"--help" || arguments[1] == u"-h") {
+        PrintText(kHelp);
+        return arguments.size() < 2 ? 2 : 0;
+    }
+    const CArguments rest(arguments.begin() + 2, arguments.end());
+    CLibraryScope library;
+    if (arguments[1] == u"cat")
+        return RunCat(rest);
+    if (arguments[1] == u"info")
+        return RunInfo(rest);
+    if (arguments[1] == u"demo")
+        return RunDemo(rest);
+    return Fail("unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");
+}

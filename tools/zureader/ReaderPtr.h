@@ -1,0 +1,27 @@
+// Owning handle for a reader made by one of the library's factories.
+#pragma once
+
+#include <zureader/ZUReader.h>
+
+#include <memory>
+#include <string>
+
+namespace zucli {
+
+struct CReaderDelete {
+    void operator()(VReader* pReader) const { delete pReader; }
+};
+using CReaderPtr = std::unique_ptr<VReader, CReaderDelete>;
+
+inline const ZUCHAR* Z(const std::u16string& text)
+{
+    return reinterpret_cast<const ZUCHAR*>(text.c_str());
+}
+
+// A caller-owned system string from GetInfo, as UTF-16; the string is freed.
+std::u16string TakeInfo(ZUBSTR bstr);
+
+// The reader for any location the library can open.
+CReaderPtr MakeReader(const std::u16string& location);
+
+}  // namespace zucli
