@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds and runs every test: the native build, the ASan+UBSan build, the ThreadSanitizer build of
+# the threaded suites, and the Windows build under Wine. Installs what it needs first.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+"$root/scripts/install-deps.sh"
+
+flavours=("$@")
+[ ${#flavours[@]} -gt 0 ] || flavours=(native asan tsan win)
+
+for flavour in "${flavours[@]}"; do
+  echo "=== $flavour: build" >&2
+  "$root/scripts/build.sh" "$flavour"
+  echo "=== $flavour: test" >&2
+  filter="${GTEST_FILTER:-}"
+  # ThreadSanitizer runs the suites whose code has more than one thread.
+  [ "$flavour" = tsan ] && filter="${ZU_TSAN_FILTER:-*Thread*:*Concurren*}"
+  GTEST_FILTER="$filter" ctest --test-dir "$root/out/$flavour" --output-on-failure --timeout 900
+done
