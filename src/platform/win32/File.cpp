@@ -49,6 +49,15 @@ DWORD Attributes(uint32_t flags)
     return attributes;
 }
 
+// Windows itself refuses to write a read-only file; Wine running as root would not, so the rule is
+// kept here where both see it.
+bool IsReadOnlyFile(const std::u16string& path)
+{
+    const DWORD attributes = GetFileAttributesW(Wide(path));
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY) &&
+           (attributes & FILE_ATTRIBUTE_READONLY);
+}
+
 }  // namespace
 
 CFile::~CFile()
@@ -62,6 +71,10 @@ bool CFile::Open(const std::u16string& path, uint32_t access, uint32_t share, ui
     Close();
     if (path.empty()) {
         SetLastError(ERROR_PATH_NOT_FOUND);
+        return false;
+    }
+    if ((access & FILE_ACCESS_WRITE) && IsReadOnlyFile(path)) {
+        SetLastError(ERROR_ACCESS_DENIED);
         return false;
     }
     HANDLE h = CreateFileW(Wide(path), AccessRights(access), ShareMode(share), nullptr,
