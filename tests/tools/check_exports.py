@@ -1,0 +1,43 @@
+#!/usr/bin/env python3
+"""Checks that the built library exports exactly the functions its public header declares, by name
+and undecorated. Usage: check_exports.py HEADER LIBRARY windows|linux"""
+import re
+import subprocess
+import sys
+
+
+def declared(header_text, windows):
+    if windows:
+        # The system-string helpers exist only where there is no system BSTR.
+        header_text = re.sub(r"#ifndef _WIN32.*?#endif", "", header_text, flags=re.S)
+    return set(re.findall(r"ZUREADER_API\s+[\w\s\*]*?\b(\w+)\s*\(", header_text))
+
+
+def exported_windows(library):
+    dump = subprocess.run(["x86_64-w64-mingw32-objdump", "-p", library], check=True,
+                          capture_output=True, text=True).stdout
+    table = dump.split("[Ordinal/Name Pointer] Table", 1)[1]
+    return set(re.findall(r"^\s*\[\s*\d+\]\s+(\S+)\s*$", table.split("\n\n", 1)[0], flags=re.M))
+
+
+def exported_linux(library):
+    dump = subprocess.run(["nm", "-D", "--defined-only", library], check=True,
+                          capture_output=True, text=True).stdout
+    return {line.split()[-1] for line in dump.splitlines() if line.strip()}
+
+
+def main():
+    header, library, system = sys.argv[1:4]
+    with open(header, encoding="utf-8") as f:
+        want = declared(f.read(), system == "windows")
+    have = exported_windows(library) if system == "windows" else exported_linux(library)
+    missing, extra = sorted(want - have), sorted(have - want)
+    print(f"{len(have)} exports: {', '.join(sorted(have))}")
+    if missing or extra or not want:
+        print(f"missing: {missing}\nunexpected: {extra}")
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
