@@ -35,6 +35,7 @@ info="$(run info "$(native_path "$scratch/in.bin")" --prop Location | tr -d '\r'
 check "info prints the type" grep -q '^Type: 0 (local file)$' <<< "$info"
 check "info prints the length" grep -q '^Length: 3000000$' <<< "$info"
 check "info prints a requested property" grep -q '^Location: $' <<< "$info"
+check "info opens its source read-only" grep -q '^Read-only: yes$' <<< "$info"
 
 demo="$(run demo "$(native_path "$scratch/demo")" | tr -d '\r')"
 check "demo reads the sample back" grep -q 'Grüße aus der Bibliothek' <<< "$demo"

@@ -11,7 +11,11 @@ std::u16string TakeInfo(ZUBSTR bstr)
 
 CReaderPtr MakeReader(const std::u16string& location)
 {
-    return CReaderPtr(GetLocalReader(Z(location)));
+    CReaderPtr pReader(GetLocalReader(Z(location)));
+    // The host only ever reads its sources; never ask for write access to a user's file.
+    if (pReader)
+        pReader->SetOption(Z(u"READ_ONLY"), Z(u"1"));
+    return pReader;
 }
 
 }  // namespace zucli
