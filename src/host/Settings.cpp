@@ -1,7 +1,10 @@
 #include "host/Settings.h"
 
 #include "host/AppInfo.h"
+#include "host/Base64.h"
 #include "host/IniSettingsStore.h"
+#include "platform/DataProtection.h"
+#include "platform/Text.h"
 
 #include <mutex>
 
@@ -72,6 +75,25 @@ bool CSettings::WriteNumber(const std::u16string& section, const std::u16string&
 bool CSettings::WriteText(const std::u16string& section, const std::u16string& name, const std::u16string& value)
 {
     return Store().WriteText(section, name, value);
+}
+
+std::u16string CSettings::ReadProtectedText(const std::u16string& section, const std::u16string& name,
+                                            const std::u16string& seed)
+{
+    std::string sealed;
+    std::string plain;
+    if (!CBase64::Decode(platform::Utf8FromUtf16(ReadText(section, name)), sealed) || sealed.empty() ||
+        !platform::UnsealData(sealed, seed, CAppInfo::KeyFile(), plain))
+        return {};
+    return platform::Utf16FromUtf8(plain);
+}
+
+bool CSettings::WriteProtectedText(const std::u16string& section, const std::u16string& name,
+                                   const std::u16string& value, const std::u16string& seed)
+{
+    std::string sealed;
+    return platform::SealData(platform::Utf8FromUtf16(value), seed, CAppInfo::KeyFile(), sealed) &&
+           WriteText(section, name, platform::Utf16FromUtf8(CBase64::Encode(sealed)));
 }
 
 }  // namespace zu::host

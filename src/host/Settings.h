@@ -19,6 +19,13 @@ public:
                                    const std::u16string& fallback = {});
     static bool WriteNumber(const std::u16string& section, const std::u16string& name, uint32_t value);
     static bool WriteText(const std::u16string& section, const std::u16string& name, const std::u16string& value);
+
+    // Values kept sealed for the current user (stored credentials); the seed must match to open them.
+    // An absent value, or one that does not open, reads as empty.
+    static std::u16string ReadProtectedText(const std::u16string& section, const std::u16string& name,
+                                            const std::u16string& seed);
+    static bool WriteProtectedText(const std::u16string& section, const std::u16string& name,
+                                   const std::u16string& value, const std::u16string& seed);
 };
 
 }  // namespace zu::host
