@@ -54,6 +54,8 @@ bool DeleteFileByName(const std::u16string& path);
 bool IsDirectory(const std::u16string& path);
 // Creates every missing folder of a folder path; true when it exists afterwards.
 bool CreateFolders(const std::u16string& folder);
+// Creates one folder whose parent exists; true when it exists afterwards.
+bool MakeFolder(const std::u16string& folder);
 // Atomically replaces `target` with `source` (both on the same volume).
 bool ReplaceFileWith(const std::u16string& source, const std::u16string& target);
 // The folder part of a path, without the trailing separator ("" when there is none).

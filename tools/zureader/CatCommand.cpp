@@ -53,14 +53,9 @@ private:
 int RunCat(const CArguments& arguments)
 {
     const CCommandLine line(arguments, {u"-o", u"--output"}, {u"-h", u"--help"});
-    if (line.Has(u"-h") || line.Has(u"--help")) {
-        PrintText(kCatHelp);
-        return 0;
-    }
-    if (!line.Error().empty())
-        return Fail(ToUtf8(line.Error()) + " (see zureader cat --help)");
-    if (line.Positional().size() != 1)
-        return Fail("cat takes exactly one LOCATION (see zureader cat --help)");
+    int nStatus = 0;
+    if (!PrepareCommand(line, "cat", "one LOCATION", 1, kCatHelp, nStatus))
+        return nStatus;
 
     const std::u16string location = line.Positional()[0];
     std::u16string output = line.Value(u"-o");

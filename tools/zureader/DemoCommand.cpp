@@ -23,12 +23,9 @@ const char kDemoHelp[] =
 int RunDemo(const CArguments& arguments)
 {
     const CCommandLine line(arguments, {}, {u"-h", u"--help"});
-    if (line.Has(u"-h") || line.Has(u"--help")) {
-        PrintText(kDemoHelp);
-        return 0;
-    }
-    if (!line.Error().empty() || line.Positional().size() != 1)
-        return Fail("demo takes exactly one FOLDER (see zureader demo --help)");
+    int nStatus = 0;
+    if (!PrepareCommand(line, "demo", "one FOLDER", 1, kDemoHelp, nStatus))
+        return nStatus;
 
     const std::u16string path = line.Positional()[0] + u"/demo/sample.txt";
     CReaderPtr pWriter(GetLocalReader(Z(path)));

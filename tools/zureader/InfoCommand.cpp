@@ -31,14 +31,9 @@ std::string Line(const char* pszName, const std::string& value)
 int RunInfo(const CArguments& arguments)
 {
     const CCommandLine line(arguments, {u"--prop"}, {u"-h", u"--help"});
-    if (line.Has(u"-h") || line.Has(u"--help")) {
-        PrintText(kInfoHelp);
-        return 0;
-    }
-    if (!line.Error().empty())
-        return Fail(ToUtf8(line.Error()) + " (see zureader info --help)");
-    if (line.Positional().size() != 1)
-        return Fail("info takes exactly one LOCATION (see zureader info --help)");
+    int nStatus = 0;
+    if (!PrepareCommand(line, "info", "one LOCATION", 1, kInfoHelp, nStatus))
+        return nStatus;
 
     const std::u16string location = line.Positional()[0];
     CReaderPtr pReader = MakeReader(location);

@@ -184,13 +184,8 @@ bool IsDirectory(const std::u16string& path)
     return !path.empty() && stat(NativePath(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool CreateFolders(const std::u16string& folder)
+bool MakeFolder(const std::u16string& folder)
 {
-    if (folder.empty() || IsDirectory(folder))
-        return !folder.empty();
-    const std::u16string parent = FolderOf(folder);
-    if (!parent.empty() && parent != folder && !CreateFolders(parent))
-        return false;
     return ::mkdir(NativePath(folder).c_str(), 0777) == 0 || errno == EEXIST || Fail();
 }
 

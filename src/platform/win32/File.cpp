@@ -159,13 +159,8 @@ bool IsDirectory(const std::u16string& path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-bool CreateFolders(const std::u16string& folder)
+bool MakeFolder(const std::u16string& folder)
 {
-    if (folder.empty() || IsDirectory(folder))
-        return !folder.empty();
-    const std::u16string parent = FolderOf(folder);
-    if (!parent.empty() && parent != folder && !CreateFolders(parent))
-        return false;
     return CreateDirectoryW(Wide(folder), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
 }
 
