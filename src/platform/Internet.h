@@ -129,7 +129,6 @@ enum : uint32_t {
     INET_QUERY_RANGE = 62,
     INET_QUERY_TRANSFER_ENCODING = 63,
     INET_QUERY_CUSTOM = 65535,  // the header named by the customName argument
-    INET_QUERY_HEADER_MASK = 0x0FFFFFFF,
 
     INET_QUERY_FLAG_REQUEST_HEADERS = 0x80000000,  // the request's headers instead of the response's
     INET_QUERY_FLAG_NUMBER = 0x20000000,           // implied by QueryHttpInfoNumber
