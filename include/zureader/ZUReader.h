@@ -9,6 +9,17 @@ extern "C" {
 // A reader for a file on a local or network drive; null only when memory is exhausted.
 ZUREADER_API VReader* GetLocalReader(const ZUCHAR* pszPath);
 
+// A read-only reader (type 11) over nLength bytes at pData, open from the start. With bCopy non-zero
+// it reads a copy of its own; with bCopy 0 it reads the caller's bytes, which must stay valid and
+// unchanged until the reader is deleted. A null pointer or a length below 1 gives an empty reader.
+// Null only when memory is exhausted.
+ZUREADER_API VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL bCopy);
+
+// A read-only reader (type 4) over a text converted to 8-bit bytes, without a terminating zero:
+// UTF-8 with bAnsi 0, the system's ANSI code page otherwise ("?" for characters it lacks). A null
+// text reads as an empty one. Null only when memory is exhausted.
+ZUREADER_API VReader* GetStringReader(const ZUCHAR* pszText, ZUBOOL bAnsi);
+
 // Start-up and tear-down; they nest, and only the last tear-down releases shared state.
 ZUREADER_API ZUBOOL ZUReaderInitialize(ZUBOOL bFlag);
 ZUREADER_API ZUBOOL ZUReaderUninitialize(ZUBOOL bFlag);

@@ -2,9 +2,11 @@
 #include <zureader/ZUReader.h>
 
 #include "core/LocalReader.h"
+#include "core/MemoryReader.h"
 #include "host/ModuleTable.h"
 
 #include <atomic>
+#include <memory>
 #include <new>
 
 namespace {
@@ -22,6 +24,26 @@ std::atomic<int> g_nStartupCount{0};
 VReader* GetLocalReader(const ZUCHAR* pszPath)
 {
     return new (std::nothrow) CLocalReader(pszPath);
+}
+
+VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL bCopy)
+{
+    std::unique_ptr<CMemoryReader> pReader(new (std::nothrow) CMemoryReader(ZU_READER_MEMORY));
+    if (!pReader)
+        return nullptr;
+    if (!bCopy)
+        pReader->Borrow(pData, nLength);
+    else if (!pReader->Copy(pData, nLength))
+        return nullptr;
+    return pReader.release();
+}
+
+VReader* GetStringReader(const ZUCHAR* pszText, ZUBOOL bAnsi)
+{
+    std::unique_ptr<CMemoryReader> pReader(new (std::nothrow) CMemoryReader(ZU_READER_STRING));
+    if (!pReader || !pReader->CopyText(pszText, bAnsi != 0))
+        return nullptr;
+    return pReader.release();
 }
 
 ZUBOOL ZUReaderInitialize(ZUBOOL bFlag)

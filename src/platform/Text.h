@@ -2,6 +2,7 @@
 // system's ANSI code page.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace zu::platform {
@@ -12,7 +13,10 @@ std::string Utf8FromUtf16(const std::u16string& text);
 std::string Utf8FromUtf16(const char16_t* pText, size_t nLength);
 // Malformed sequences become U+FFFD; code points above U+FFFF become surrogate pairs.
 std::u16string Utf16FromUtf8(const std::string& text);
-// The system's ANSI code page: CP_ACP on Windows, Windows-1252 elsewhere; "?" where it has no byte.
+// The system's ANSI code page: CP_ACP on Windows, Windows-1252 elsewhere; "?" for every UTF-16 unit
+// it has no byte for (no best-fit look-alikes), so a surrogate pair becomes "??".
 std::string AnsiFromUtf16(const std::u16string& text);
+// The number of that code page (1252 for Windows-1252).
+uint32_t AnsiCodePage();
 
 }  // namespace zu::platform
