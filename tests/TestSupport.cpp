@@ -4,6 +4,10 @@
 #include "platform/System.h"
 #include "platform/Text.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -85,6 +89,16 @@ std::u16string Info(VReader& reader, const std::u16string& name)
     std::u16string text = bstr ? std::u16string(reinterpret_cast<const char16_t*>(bstr)) : std::u16string();
     ZUFreeString(bstr);
     return text;
+}
+
+bool RunningUnderWine()
+{
+#ifdef _WIN32
+    const HMODULE hNtdll = GetModuleHandleW(L"ntdll.dll");
+    return hNtdll && GetProcAddress(hNtdll, "wine_get_version");
+#else
+    return false;
+#endif
 }
 
 }  // namespace zutest

@@ -57,4 +57,8 @@ using CReaderPtr = std::unique_ptr<VReader, CReaderDelete>;
 // GetInfo's answer as text, with the system string freed.
 std::u16string Info(VReader& reader, const std::u16string& name);
 
+// True when this Windows program runs under Wine, whose system libraries answer differently from
+// Windows' in a few documented places.
+bool RunningUnderWine();
+
 }  // namespace zutest
