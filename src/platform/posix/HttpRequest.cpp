@@ -235,11 +235,9 @@ void CHttpRequest::Configure(const CHttpHeaderList& headers, const std::string& 
     curl_easy_setopt(pEasy, CURLOPT_SSL_VERIFYPEER, (m_nSecurityFlags & INET_SECURITY_FLAG_IGNORE_UNKNOWN_CA) ? 0L : 1L);
     curl_easy_setopt(pEasy, CURLOPT_SSL_VERIFYHOST, (m_nSecurityFlags & INET_SECURITY_FLAG_IGNORE_CERT_CN_INVALID) ? 0L : 2L);
 
+    // A share that holds cookies turns curl's cookie engine on; a reset does not let go of it.
     CURLSH* pShare = m_pConnection->Session()->CookieShare();
-    if (pShare && !(m_nFlags & INET_FLAG_NO_COOKIES)) {
-        curl_easy_setopt(pEasy, CURLOPT_SHARE, pShare);
-        curl_easy_setopt(pEasy, CURLOPT_COOKIEFILE, "");
-    }
+    curl_easy_setopt(pEasy, CURLOPT_SHARE, (m_nFlags & INET_FLAG_NO_COOKIES) ? nullptr : pShare);
     m_Transfer.SetConnectTimeout(TimeoutOption(INET_OPTION_CONNECT_TIMEOUT));
     m_Transfer.SetHeaderList(HeaderList(headers));
 }
