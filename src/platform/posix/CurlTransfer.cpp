@@ -15,6 +15,7 @@ namespace {
 constexpr uint32_t POLL_SLICE_MS = 500;
 // Taken bytes are moved out of the buffer once this many have piled up in front.
 constexpr size_t COMPACT_THRESHOLD = 64 * 1024;
+constexpr size_t RECEIVE_CHUNK = 64 * 1024;
 
 bool IsStatusLine(const std::string& line)
 {
@@ -64,6 +65,8 @@ void CCurlTransfer::ResetOptions()
     SetQuoteList(nullptr);
     m_nConnectLimitMs = 0;
     curl_easy_setopt(m_pEasy, CURLOPT_NOSIGNAL, 1L);
+    // Fewer, larger hand-overs; the body buffer holds several of them.
+    curl_easy_setopt(m_pEasy, CURLOPT_BUFFERSIZE, static_cast<long>(RECEIVE_CHUNK));
     curl_easy_setopt(m_pEasy, CURLOPT_WRITEFUNCTION, &CCurlTransfer::OnBody);
     curl_easy_setopt(m_pEasy, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(m_pEasy, CURLOPT_HEADERFUNCTION, &CCurlTransfer::OnHeader);
