@@ -218,8 +218,8 @@ enum : uint32_t {
 // InternetLastError() of the calling thread.
 
 // proxyList: entries "[scheme=][http://]host[:port]" separated by blanks or ";"; an entry without
-// a scheme serves every scheme. bypassList: host names, "*" wildcards allowed, "<local>" for any
-// host without a dot, separated the same way.
+// a scheme serves both HTTP and HTTPS (FTP connections are always direct). bypassList: host names,
+// "*" wildcards allowed, "<local>" for any host without a dot, separated the same way.
 InternetHandle OpenInternetSession(const std::u16string& userAgent, uint32_t accessType,
                                    const std::u16string& proxyList, const std::u16string& bypassList,
                                    uint32_t flags);

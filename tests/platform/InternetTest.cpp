@@ -606,6 +606,31 @@ TEST(InternetTest, RequestHeadersFollowTheModifiersAndAreSentAsListed)
     EXPECT_TRUE(request.HeaderValues("Expect").empty());
 }
 
+TEST(InternetTest, CredentialsOfAnHttpConnectionAnswerBasicAuthentication)
+{
+    ZU_REQUIRE_SERVERS();
+    CHttpClient anonymous(Port("NGINX_HTTP"));
+    InternetHandle hRefused = anonymous.Get("/auth/secret.txt");
+    ASSERT_NE(nullptr, hRefused) << InternetLastError();
+    EXPECT_EQ("401", Info(hRefused, INET_QUERY_STATUS_CODE));
+    EXPECT_EQ("Basic realm=\"ZUReader tests\"", Info(hRefused, INET_QUERY_WWW_AUTHENTICATE));
+
+    CInternetHandle session(OpenInternetSession(u"test", INET_OPEN_TYPE_DIRECT, u"", u"", 0));
+    SetTimeouts(session.Get(), 10000);
+    CInternetHandle connection(ConnectInternet(session.Get(), LOOPBACK, Port("NGINX_HTTP"),
+                                               U16(zutest::ServerValue("AUTH_USER")),
+                                               U16(zutest::ServerValue("AUTH_PASSWORD")), INET_SERVICE_HTTP, 0));
+    std::u16string user;
+    ASSERT_TRUE(QueryInternetOptionText(connection.Get(), INET_OPTION_USERNAME, user));
+    EXPECT_EQ(U16(zutest::ServerValue("AUTH_USER")), user);
+    CInternetHandle request(OpenHttpRequest(connection.Get(), u"GET", u"/auth/secret.txt", u"", u"", u"", 0));
+    ASSERT_TRUE(SendHttpRequest(request.Get(), u"", nullptr, 0)) << InternetLastError();
+    EXPECT_EQ("200", Info(request.Get(), INET_QUERY_STATUS_CODE));
+    std::string body;
+    ASSERT_TRUE(ReadAll(request.Get(), body));
+    EXPECT_EQ("The secret behind Basic authentication.\n", body);
+}
+
 TEST(InternetTest, RedirectsAreFollowedUnlessTheRequestSaysNot)
 {
     ZU_REQUIRE_SERVERS();
