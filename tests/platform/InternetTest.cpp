@@ -226,9 +226,12 @@ TEST(InternetTest, GetStreamsTheBodyThroughSmallReadsAndGivesTheHead)
     char byte = 0;
     EXPECT_TRUE(ReadInternetFile(h, &byte, 1, nRead));
     EXPECT_EQ(0u, nRead) << "the end stays the end";
+    EXPECT_EQ(500000, SetInternetFilePointer(h, 500000, INET_FILE_BEGIN)) << "back from the end";
+    EXPECT_TRUE(ReadSome(h, 3000) == Pattern().substr(500000, 3000));
 
     const std::string line = NginxLogLine(tag);
     EXPECT_EQ("ZUReader seam test", zutest::AccessLogField(line, "ua")) << line;
+    EXPECT_EQ("-", zutest::AccessLogField(line, "range")) << "nginx writes - for a header not sent";
     EXPECT_EQ(static_cast<int64_t>(Pattern().size()), NginxBytesSent(line)) << line;
 }
 
