@@ -5,7 +5,8 @@ set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 flavour="${1:-native}"
 shift || true
-out="$root/out/$flavour"
+# ZU_OUT_PREFIX keeps builds of parallel work apart (out/PREFIXnative, ...).
+out="$root/out/${ZU_OUT_PREFIX:-}$flavour"
 args=(-G Ninja -S "$root" -B "$out" -DCMAKE_BUILD_TYPE=RelWithDebInfo)
 case "$flavour" in
   native) args+=(-DZU_BUILD_BENCH=ON) ;;

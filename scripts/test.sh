@@ -17,5 +17,5 @@ for flavour in "${flavours[@]}"; do
   [ "$flavour" = tsan ] && filter="${ZU_TSAN_FILTER:-*Thread*:*Concurren*}"
   # A race stops the run where it is found, with both stacks of a lock-order report.
   [ "$flavour" = tsan ] && export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1 second_deadlock_stack=1}"
-  GTEST_FILTER="$filter" ctest --test-dir "$root/out/$flavour" --output-on-failure --timeout 900
+  GTEST_FILTER="$filter" ctest --test-dir "$root/out/${ZU_OUT_PREFIX:-}$flavour" --output-on-failure --timeout 900
 done

@@ -24,6 +24,23 @@ ZUREADER_API VReader* GetStringReader(const ZUCHAR* pszText, ZUBOOL bAnsi);
 ZUREADER_API ZUBOOL ZUReaderInitialize(ZUBOOL bFlag);
 ZUREADER_API ZUBOOL ZUReaderUninitialize(ZUBOOL bFlag);
 
+// What the library asks of the user goes through the host. Each member may be null, and then the
+// library's own default answers: the system's dialog on Windows, "cancelled" elsewhere. Callbacks
+// run on the library's worker threads, never on the thread that called into it.
+typedef struct ZUHostCallbacks {
+    uint32_t cbSize;  // sizeof(ZUHostCallbacks): later members are read only when this covers them
+    void* pContext;   // passed back to every callback
+    // A server refused the request for want of credentials. site is "host:port", url the request's
+    // URL. Fill the two buffers (capacities in characters, zero terminator included) and return
+    // non-zero to retry with them; return 0 to give up.
+    ZUBOOL (*PromptCredentials)(void* pContext, const ZUCHAR* pszSite, const ZUCHAR* pszUrl, ZUCHAR* pszUser,
+                                uint32_t nUserCapacity, ZUCHAR* pszPassword, uint32_t nPasswordCapacity);
+} ZUHostCallbacks;
+
+// Installs the host's callbacks (copied); null restores the defaults. Returns 0 only for a
+// cbSize too small to hold the members before PromptCredentials.
+ZUREADER_API ZUBOOL ZUReaderSetHostCallbacks(const ZUHostCallbacks* pCallbacks);
+
 #ifndef _WIN32
 // System strings laid out like a BSTR: a 32-bit byte length before the characters, a zero after.
 ZUREADER_API ZUBSTR ZUSysAllocString(const ZUCHAR* psz);

@@ -3,6 +3,7 @@
 
 #include "core/LocalReader.h"
 #include "core/MemoryReader.h"
+#include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
 
 #include <atomic>
@@ -58,4 +59,9 @@ ZUBOOL ZUReaderUninitialize(ZUBOOL bFlag)
     if (bFlag == 0 && --g_nStartupCount < 1)
         zu::host::CModuleTable::Instance().Release(kModuleName);
     return 1;
+}
+
+ZUBOOL ZUReaderSetHostCallbacks(const ZUHostCallbacks* pCallbacks)
+{
+    return zu::host::CHostCallbacks::Install(pCallbacks) ? 1 : 0;
 }
