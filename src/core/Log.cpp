@@ -5,6 +5,7 @@
 #include "host/Settings.h"
 #include "platform/File.h"
 #include "platform/System.h"
+#include "platform/Thread.h"
 
 #include <algorithm>
 #include <utility>
@@ -139,6 +140,9 @@ std::u16string CLog::FileHeader() const
 
 void CLog::AppendToFile(const std::u16string& line)
 {
+    // Opening and writing are cancellation points: a worker killed there would leave the log
+    // locked for every other thread. Declared before the lock so the kill waits for the unlock.
+    platform::CNoKillScope noKill;
     std::lock_guard<std::mutex> lock(m_Lock);
     if (m_Path.empty())
         return;
