@@ -2,10 +2,12 @@
 #include "Commands.h"
 #include "Progress.h"
 #include "ReaderPtr.h"
+#include "ReaderSetup.h"
 
 #include "platform/Console.h"
 
 #include <cstdio>
+#include <string>
 #include <vector>
 
 namespace zucli {
@@ -14,10 +16,12 @@ namespace {
 constexpr uint32_t kChunk = 1 << 20;
 
 const char kCatHelp[] =
-    "usage: zureader cat LOCATION [-o FILE]\n"
+    "usage: zureader cat LOCATION [-o FILE] [--option KEY=VALUE]... [--timeout MS] [--data TEXT]\n"
     "\n"
-    "Copies everything the library reads from LOCATION to standard output, or to FILE with -o.\n"
-    "A progress bar is drawn on standard error when it is a terminal and the data goes elsewhere.\n";
+    "Copies everything the library reads from LOCATION (a file name, or an http, https or ftp URL)\n"
+    "to standard output, or to FILE with -o. A progress bar is drawn on standard error when it is a\n"
+    "terminal and the data goes elsewhere.\n"
+    "\n";
 
 // Where the bytes go: standard output, or a file written through the library's own file reader.
 class CSink {
@@ -52,9 +56,10 @@ private:
 
 int RunCat(const CArguments& arguments)
 {
-    const CCommandLine line(arguments, {u"-o", u"--output"}, {u"-h", u"--help"});
+    const CCommandLine line = CReaderSetup::CommandLine(arguments, {u"-o", u"--output"});
     int nStatus = 0;
-    if (!PrepareCommand(line, "cat", "one LOCATION", 1, kCatHelp, nStatus))
+    CReaderSetup setup;
+    if (!setup.Prepare(line, "cat", kCatHelp, nStatus))
         return nStatus;
 
     const std::u16string location = line.Positional()[0];
@@ -62,9 +67,10 @@ int RunCat(const CArguments& arguments)
     if (output.empty())
         output = line.Value(u"--output");
 
-    CReaderPtr pReader = MakeReader(location);
-    if (!pReader || !pReader->Open())
-        return Fail("cannot open " + ToUtf8(location));
+    std::string failure;
+    CReaderPtr pReader = setup.Open(location, failure);
+    if (!pReader)
+        return Fail(failure);
 
     CSink sink;
     if (!output.empty() && !sink.OpenFile(output))

@@ -1,6 +1,7 @@
 // zureader: the library's command-line host.
 #include "CommandLine.h"
 #include "Commands.h"
+#include "TerminalPrompt.h"
 
 #include "platform/Console.h"
 
@@ -12,10 +13,11 @@ const char kHelp[] =
     "usage: zureader COMMAND [ARGUMENTS]\n"
     "\n"
     "commands:\n"
-    "  cat LOCATION [-o FILE]          copy a location to standard output or a file\n"
+    "  cat LOCATION [-o FILE]          copy a file or URL to standard output or a file\n"
     "  info LOCATION [--prop NAME]...  print a reader's type, length, flags and properties\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "\n"
+    "cat and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
     "zureader COMMAND --help tells more.\n";
 
 // Pairs the library's start-up and tear-down around the command.
@@ -37,6 +39,7 @@ int main(int argc, char** argv)
     }
     const CArguments rest(arguments.begin() + 2, arguments.end());
     CLibraryScope library;
+    CTerminalPrompt prompt;
     if (arguments[1] == u"cat")
         return RunCat(rest);
     if (arguments[1] == u"info")

@@ -21,7 +21,8 @@ inline const ZUCHAR* Z(const std::u16string& text)
 // A caller-owned system string from GetInfo, as UTF-16; the string is freed.
 std::u16string TakeInfo(ZUBSTR bstr);
 
-// The reader for any location the library can open, set up for reading only.
+// The reader GetGenericReader makes for a location (null for a URL it cannot parse); a local file
+// is set up for reading only.
 CReaderPtr MakeReader(const std::u16string& location);
 
 }  // namespace zucli

@@ -1,0 +1,44 @@
+// What cat and info do to their reader before and at Open: the options, the time-out and the request
+// body given on the command line, and one clear line when the source will not open.
+#pragma once
+
+#include "CommandLine.h"
+#include "ReaderPtr.h"
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zucli {
+
+class CReaderSetup {
+public:
+    // A command's arguments with its own value options and the ones this class reads.
+    static CCommandLine CommandLine(const std::vector<std::u16string>& arguments,
+                                    std::set<std::u16string> valueOptions);
+
+    // PrepareCommand for a command on one LOCATION, whose help gains the setup's options, then the
+    // setup's options themselves. False when the command is done already (help, or an error
+    // reported), with its exit status in nStatus.
+    bool Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus);
+
+    // Makes the reader for location, configures and opens it. On failure the reader is null and
+    // failure holds what went wrong in one line (an Internet reader's status code and text). The
+    // request body lives in this object: it must outlive the reader.
+    CReaderPtr Open(const std::u16string& location, std::string& failure) const;
+
+private:
+    bool Parse(const CCommandLine& line);
+    void Apply(VReader& reader) const;
+
+    std::vector<std::pair<std::u16string, std::u16string>> m_Options;
+    bool m_bTimeout = false;
+    uint32_t m_nTimeout = 0;
+    bool m_bData = false;
+    std::string m_Data;
+    std::string m_strError;
+};
+
+}  // namespace zucli
