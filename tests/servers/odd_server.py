@@ -203,6 +203,46 @@ class OddHandler(http.server.BaseHTTPRequestHandler):
                 self.wfile.write(metadata_block(index))
         self.wfile.flush()
 
+    def radio(self):
+        # A radio stream whose audio is PatternBytes(metaint * blocks + tail, 3), cut into
+        # intervals with the metadata blocks of radio_block between them. With inline=1 the
+        # station's ICY header rides at the head of the body instead of in the HTTP header. With
+        # pause=MS each block is sent in two halves MS apart (so it straddles the client's reads)
+        # and the stream pauses MS after it, long enough for a client to see every title.
+        metaint = max(self.number("metaint", 16000), 1)
+        blocks = self.number("blocks", 8)
+        tail = self.number("tail", 0)
+        pause = self.number("pause", 0) / 1000.0
+        inline = self.query.get("inline") == "1"
+        with_metadata = inline or self.headers.get("Icy-MetaData") == "1"
+        headers = [("Content-Type", "audio/mpeg")]
+        if not inline:
+            headers.append(("icy-name", RADIO_NAME))
+            if with_metadata:
+                headers.append(("icy-metaint", str(metaint)))
+        self.send_head(200, headers, close=True)
+        if self.command == "HEAD":
+            return
+        if inline:
+            self.wfile.write(("ICY 200 OK\r\nicy-name:%s\r\nicy-metaint:%d\r\n\r\n"
+                              % (RADIO_NAME, metaint)).encode())
+        audio = pattern_bytes(metaint * blocks + tail, BODY_SEED)
+        for index in range(blocks):
+            self.wfile.write(audio[index * metaint:(index + 1) * metaint])
+            if with_metadata:
+                block = radio_block(index)
+                half = (len(block) + 1) // 2
+                self.wfile.write(block[:half])
+                if pause:
+                    self.wfile.flush()
+                    time.sleep(pause)
+                self.wfile.write(block[half:])
+            if pause:
+                self.wfile.flush()
+                time.sleep(pause)
+        self.wfile.write(audio[metaint * blocks:])
+        self.wfile.flush()
+
     def requests(self):
         body = json.dumps(self.server.record.snapshot(), ensure_ascii=True).encode()
         self.send_body(200, body, "application/json")
@@ -220,6 +260,26 @@ def metadata_block(index):
     return bytes([blocks]) + text.ljust(blocks * 16, b"\0")
 
 
+RADIO_NAME = "ZUReader odd radio"
+
+
+def radio_block(index):
+    """Block k of /radio: by turns a plain title, an empty block, a title with quotes inside and
+    a block without a title (which leaves the title as it was)."""
+    kind = index % 4
+    if kind == 1:
+        return b"\0"
+    if kind == 0:
+        text = "StreamTitle='Title %d';" % index
+    elif kind == 2:
+        text = "StreamTitle='Rock 'n' Roll \"%d\"';StreamUrl='http://127.0.0.1/';" % index
+    else:
+        text = "StreamUrl='http://127.0.0.1/%d';" % index
+    data = text.encode()
+    size = (len(data) + 15) // 16
+    return bytes([size]) + data.ljust(size * 16, b"\0")
+
+
 ROUTES = {
     "/stall": OddHandler.stall,
     "/drop": OddHandler.drop,
@@ -230,6 +290,7 @@ ROUTES = {
     "/echo": OddHandler.echo,
     "/status": OddHandler.status,
     "/icy": OddHandler.icy,
+    "/radio": OddHandler.radio,
     "/__requests": OddHandler.requests,
     "/__reset": OddHandler.reset,
 }
