@@ -1,0 +1,197 @@
+#include "buffering/CircleBuffer.h"
+
+#include "host/TempFileName.h"
+#include "platform/File.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+using namespace zu;
+
+CCircleBuffer::CCircleBuffer(uint32_t nCapacity, bool bLocking, bool bFileBacked, const std::u16string& path)
+    : m_bLocking(bLocking), m_bFileBacked(bFileBacked), m_nCapacity(nCapacity)
+{
+    if (nCapacity == 0)
+        return;
+    if (bFileBacked) {
+        CreateFileMemory(path);
+    } else {
+        m_pHeap.reset(new (std::nothrow) unsigned char[nCapacity]);
+        m_pData = m_pHeap.get();
+    }
+}
+
+CCircleBuffer::~CCircleBuffer()
+{
+    Lock();
+    if (m_bFileBacked)
+        ReleaseFile();
+    m_pHeap.reset();
+    m_pData = nullptr;
+    Unlock();
+}
+
+void CCircleBuffer::CreateFileMemory(const std::u16string& path)
+{
+    m_bTemporary = path.empty();
+    m_Path = m_bTemporary ? host::CTempFileName::MakeUnique(u"Circle Buffer", u"dat") : path;
+    if (m_Mapping.Create(m_Path, m_nCapacity))
+        m_pData = m_Mapping.Data();
+}
+
+// The view goes first: a mapped file can be neither deleted nor cut on Windows.
+void CCircleBuffer::ReleaseFile()
+{
+    m_Mapping.Close();
+    const int64_t nLength = platform::FileSizeByName(m_Path);
+    if (nLength < 0)
+        return;
+    if (m_bTemporary) {
+        platform::DeleteFileByName(m_Path);
+    } else if (static_cast<uint64_t>(nLength) > m_nTotalWritten) {
+        platform::CFile file;
+        if (file.Open(m_Path, platform::FILE_ACCESS_READ | platform::FILE_ACCESS_WRITE, 0, platform::FILE_OPEN_EXISTING) &&
+            file.Seek(static_cast<int64_t>(m_nTotalWritten), 0) >= 0)
+            file.SetEndOfFile();
+    }
+}
+
+void CCircleBuffer::Lock()
+{
+    if (m_bLocking)
+        m_Lock.lock();
+}
+
+void CCircleBuffer::Unlock()
+{
+    if (m_bLocking)
+        m_Lock.unlock();
+}
+
+void CCircleBuffer::EndTransfer()
+{
+    for (; m_nQueryHolds > 0; --m_nQueryHolds)
+        Unlock();
+    Unlock();
+}
+
+uint32_t CCircleBuffer::UsedLocked() const
+{
+    if (!m_pData)
+        return 0;
+    return m_nWriteIndex >= m_nReadIndex ? m_nWriteIndex - m_nReadIndex : m_nWriteIndex + m_nCapacity - m_nReadIndex;
+}
+
+uint32_t CCircleBuffer::FreeLocked() const
+{
+    return m_pData ? m_nCapacity - UsedLocked() - 1 : 0;
+}
+
+uint32_t CCircleBuffer::Advanced(uint32_t nIndex, uint64_t nCount) const
+{
+    return static_cast<uint32_t>((nIndex + nCount) % m_nCapacity);
+}
+
+uint32_t CCircleBuffer::GetUsed(bool bRelease)
+{
+    Lock();
+    const uint32_t nUsed = UsedLocked();
+    if (bRelease || !m_bLocking)
+        Unlock();
+    else
+        ++m_nQueryHolds;
+    return nUsed;
+}
+
+uint32_t CCircleBuffer::GetFree(bool bRelease)
+{
+    Lock();
+    const uint32_t nFree = FreeLocked();
+    if (bRelease || !m_bLocking)
+        Unlock();
+    else
+        ++m_nQueryHolds;
+    return nFree;
+}
+
+void CCircleBuffer::CopyOut(unsigned char* pDestination, uint32_t nStart, uint32_t nCount) const
+{
+    const uint32_t nFirst = std::min(nCount, m_nCapacity - nStart);
+    std::memcpy(pDestination, m_pData + nStart, nFirst);
+    if (nCount > nFirst)
+        std::memcpy(pDestination + nFirst, m_pData, nCount - nFirst);
+}
+
+void CCircleBuffer::CopyIn(const unsigned char* pSource, uint32_t nStart, uint32_t nCount)
+{
+    const uint32_t nFirst = std::min(nCount, m_nCapacity - nStart);
+    std::memcpy(m_pData + nStart, pSource, nFirst);
+    if (nCount > nFirst)
+        std::memcpy(m_pData, pSource + nFirst, nCount - nFirst);
+}
+
+uint32_t CCircleBuffer::Read(void* pDestination, uint32_t nCount)
+{
+    Lock();
+    uint32_t nCopied = 0;
+    if (m_pData && pDestination && nCount > 0) {
+        nCopied = Bounded(nCount);
+        CopyOut(static_cast<unsigned char*>(pDestination), m_nReadIndex, nCopied);
+        m_nReadIndex = Advanced(m_nReadIndex, nCopied);
+    }
+    EndTransfer();
+    return nCopied;
+}
+
+uint32_t CCircleBuffer::Peek(void* pDestination, uint32_t nCount, uint32_t nOffset)
+{
+    Lock();
+    uint32_t nCopied = 0;
+    if (m_pData && pDestination && nCount > 0) {
+        nCopied = Bounded(nCount);
+        CopyOut(static_cast<unsigned char*>(pDestination), Advanced(m_nReadIndex, nOffset), nCopied);
+    }
+    EndTransfer();
+    return nCopied;
+}
+
+uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nCount)
+{
+    Lock();
+    uint32_t nCopied = 0;
+    if (m_pData && pSource && nCount > 0) {
+        nCopied = Bounded(nCount);
+        CopyIn(static_cast<const unsigned char*>(pSource), m_nWriteIndex, nCopied);
+        m_nWriteIndex = Advanced(m_nWriteIndex, nCopied);
+        m_nTotalWritten += nCopied;
+    }
+    EndTransfer();
+    return nCopied;
+}
+
+void CCircleBuffer::Rewind(int64_t nCount)
+{
+    Lock();
+    if (m_pData && nCount > 0) {
+        const uint32_t nBack = static_cast<uint32_t>(std::min<int64_t>(nCount, FreeLocked()));
+        m_nReadIndex = Advanced(m_nReadIndex, m_nCapacity - nBack);
+    }
+    Unlock();
+}
+
+void CCircleBuffer::Skip(int64_t nCount)
+{
+    Lock();
+    if (m_pData && nCount > 0)
+        m_nReadIndex = Advanced(m_nReadIndex, static_cast<uint64_t>(std::min<int64_t>(nCount, UsedLocked())));
+    Unlock();
+}
+
+uint64_t CCircleBuffer::GetTotalWritten()
+{
+    Lock();
+    const uint64_t nTotal = m_nTotalWritten;
+    Unlock();
+    return nTotal;
+}

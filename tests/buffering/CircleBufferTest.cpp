@@ -1,0 +1,268 @@
+#include "TestSupport.h"
+
+#include "buffering/CircleBuffer.h"
+#include "platform/File.h"
+#include "platform/System.h"
+#include "platform/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <random>
+#include <thread>
+
+using namespace zutest;
+using zu::platform::FileSizeByName;
+
+namespace {
+
+std::string ReadOut(CCircleBuffer& ring, uint32_t nCount)
+{
+    std::string bytes(nCount, '\0');
+    bytes.resize(ring.Read(bytes.data(), nCount));
+    return bytes;
+}
+
+std::string PeekAt(CCircleBuffer& ring, uint32_t nCount, uint32_t nOffset)
+{
+    std::string bytes(nCount, '\0');
+    bytes.resize(ring.Peek(bytes.data(), nCount, nOffset));
+    return bytes;
+}
+
+void WriteIn(CCircleBuffer& ring, const std::string& bytes)
+{
+    ASSERT_EQ(ring.Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size());
+}
+
+std::string Ascending(size_t nLength, char first = 'a')
+{
+    std::string bytes(nLength, '\0');
+    for (size_t i = 0; i < nLength; ++i)
+        bytes[i] = static_cast<char>(first + i);
+    return bytes;
+}
+
+class CircleBufferTest : public testing::TestWithParam<bool> {
+protected:
+    bool FileBacked() const { return GetParam(); }
+};
+
+}  // namespace
+
+TEST_P(CircleBufferTest, HoldsCapacityLessOneAndSplitsTransfersAtTheEnd)
+{
+    CCircleBuffer ring(10, true, FileBacked());
+    ASSERT_TRUE(ring.HasMemory());
+    EXPECT_EQ(ring.GetCapacity(), 10u);
+    EXPECT_EQ(ring.GetUsed(), 0u);
+    EXPECT_EQ(ring.GetFree(), 9u) << "one byte always stays empty";
+
+    WriteIn(ring, "abcdefg");
+    EXPECT_EQ(ReadOut(ring, 5), "abcde");
+    WriteIn(ring, "012345");  // indices 7..9 then 0..2
+    EXPECT_EQ(ring.GetUsed(), 8u);
+    EXPECT_EQ(ring.GetFree(), 1u);
+    EXPECT_EQ(PeekAt(ring, 4, 1), "g012") << "a peek crosses the end without moving";
+    EXPECT_EQ(PeekAt(ring, 3, 5), "345") << "a peek may start after the end";
+    EXPECT_EQ(ReadOut(ring, 8), "fg012345");
+    EXPECT_EQ(ring.GetUsed(), 0u);
+
+    WriteIn(ring, "XYZUVWRST");  // fills the ring: starts at index 3, wraps to 2
+    EXPECT_EQ(ring.GetFree(), 0u);
+    EXPECT_EQ(ring.GetUsed(), 9u);
+    EXPECT_EQ(ReadOut(ring, 9), "XYZUVWRST");
+    EXPECT_EQ(ring.GetTotalWritten(), 22u);
+
+    char byte = 0;
+    EXPECT_EQ(ring.Read(nullptr, 3), 0u);
+    EXPECT_EQ(ring.Read(&byte, 0), 0u);
+    EXPECT_EQ(ring.Write(nullptr, 3), 0u);
+    EXPECT_EQ(ring.GetUsed(), 0u) << "null and empty transfers move nothing";
+}
+
+TEST_P(CircleBufferTest, LongStreamOfUnevenTransfersComesOutInOrder)
+{
+    const uint32_t nCapacity = 97;  // prime, so transfers meet the end at every offset
+    CCircleBuffer ring(nCapacity, false, FileBacked());
+    ASSERT_TRUE(ring.HasMemory());
+    const std::string input = PatternBytes(200000, 7);
+    std::string output;
+    std::mt19937 random(42);
+    size_t nWritten = 0;
+    while (output.size() < input.size()) {
+        const uint32_t nFree = ring.GetFree();
+        const uint32_t nWrite = std::min<uint32_t>(random() % (nFree + 1), static_cast<uint32_t>(input.size() - nWritten));
+        ring.Write(input.data() + nWritten, nWrite);
+        nWritten += nWrite;
+        const uint32_t nUsed = ring.GetUsed();
+        ASSERT_EQ(nUsed, nWritten - output.size());
+        output += ReadOut(ring, random() % (nUsed + 1));
+    }
+    EXPECT_TRUE(output == input) << "first difference at " << std::mismatch(output.begin(), output.end(), input.begin()).first - output.begin();
+}
+
+INSTANTIATE_TEST_SUITE_P(Backing, CircleBufferTest, testing::Values(false, true),
+                         [](const testing::TestParamInfo<bool>& info) { return info.param ? "File" : "Heap"; });
+
+TEST(CircleBufferIndexTest, RewindAndSkipStayWithinWhatTheRingStillHolds)
+{
+    CCircleBuffer ring(16, true, false);
+    const std::string first = Ascending(10, 'A');
+    WriteIn(ring, first);
+    EXPECT_EQ(ReadOut(ring, 10), first);
+    ring.Rewind(4);
+    EXPECT_EQ(ring.GetUsed(), 4u);
+    EXPECT_EQ(ReadOut(ring, 4), "GHIJ") << "bytes already read come back";
+
+    WriteIn(ring, "vwxyz");  // used 5, free 10
+    ring.Rewind(100);
+    EXPECT_EQ(ring.GetUsed(), 15u) << "never further back than the free space";
+    EXPECT_EQ(ReadOut(ring, 15), first + "vwxyz");
+    ring.Rewind(0);
+    ring.Rewind(-3);
+    EXPECT_EQ(ring.GetUsed(), 0u) << "no step back for 0 or less";
+
+    // The write index is at 15: the ring ends exactly here, so the next bytes wrap.
+    WriteIn(ring, "012345");
+    ring.Skip(4);
+    EXPECT_EQ(ring.GetUsed(), 2u);
+    EXPECT_EQ(PeekAt(ring, 2, 0), "45");
+    ring.Skip(-1);
+    ring.Skip(0);
+    EXPECT_EQ(ring.GetUsed(), 2u);
+    ring.Skip(100);
+    EXPECT_EQ(ring.GetUsed(), 0u) << "never past the bytes held";
+    ring.Rewind(2);
+    EXPECT_EQ(ReadOut(ring, 2), "45") << "a rewind across the end of the memory";
+}
+
+TEST(CircleBufferFileTest, TemporaryFileIsNamedAfterTheThreadAndRemoved)
+{
+    const std::u16string expected = zu::platform::TempFolder() + u"Circle Buffer - " +
+                                    zu::platform::Utf16FromUtf8(std::to_string(zu::platform::CurrentThreadId()));
+    std::u16string firstPath;
+    std::u16string secondPath;
+    {
+        CCircleBuffer first(4096, true, true);
+        CCircleBuffer second(4096, true, true);
+        firstPath = first.GetPath();
+        secondPath = second.GetPath();
+        ASSERT_TRUE(first.HasMemory() && second.HasMemory());
+        EXPECT_TRUE(first.IsTemporary());
+        EXPECT_EQ(firstPath, expected + u".dat");
+        EXPECT_EQ(secondPath.substr(0, expected.size()), expected);
+        EXPECT_NE(secondPath, firstPath) << "a name already taken is not reused";
+        EXPECT_EQ(FileSizeByName(firstPath), 4096);
+        WriteIn(first, "some bytes");
+    }
+    EXPECT_EQ(FileSizeByName(firstPath), -1);
+    EXPECT_EQ(FileSizeByName(secondPath), -1);
+}
+
+TEST(CircleBufferFileTest, CallerNamedFileKeepsTheBytesWrittenUnlessTheRingWrapped)
+{
+    CTempFolder folder;
+    const std::u16string path = folder.File(u"rip.vob");
+    {
+        CCircleBuffer ring(1000, true, true, path);
+        ASSERT_TRUE(ring.HasMemory());
+        EXPECT_FALSE(ring.IsTemporary());
+        WriteIn(ring, "0123456789");
+        EXPECT_EQ(FileSizeByName(path), 1000);
+    }
+    EXPECT_EQ(ReadFile(path), "0123456789") << "cut to the bytes ever written";
+
+    const std::string stream = PatternBytes(1500, 3);
+    {
+        CCircleBuffer ring(1000, true, true, path);
+        WriteIn(ring, stream.substr(0, 900));
+        ring.Skip(900);
+        WriteIn(ring, stream.substr(900));
+    }
+    const std::string kept = ReadFile(path);
+    ASSERT_EQ(kept.size(), 1000u) << "a wrapped ring wrote more than its length: nothing is cut";
+    EXPECT_TRUE(kept.substr(0, 500) == stream.substr(1000) && kept.substr(500) == stream.substr(500, 500));
+}
+
+TEST(CircleBufferFileTest, WithoutMemoryNothingIsTransferred)
+{
+    CTempFolder folder;
+    CCircleBuffer unmapped(4096, true, true, folder.File(u"no such folder/ring.dat"));
+    CCircleBuffer empty(0, true, false);
+    for (CCircleBuffer* pRing : {&unmapped, &empty}) {
+        EXPECT_FALSE(pRing->HasMemory());
+        EXPECT_EQ(pRing->GetFree(), 0u) << "no room to wait for";
+        EXPECT_EQ(pRing->Write("abc", 3), 0u);
+        EXPECT_EQ(pRing->GetUsed(false), 0u);
+        char bytes[3];
+        EXPECT_EQ(pRing->Read(bytes, 3), 0u);
+        pRing->Rewind(2);
+        EXPECT_EQ(pRing->GetUsed(), 0u);
+    }
+}
+
+// One producer and one consumer, each making its query and its transfer one step, as the
+// read-ahead worker and its reader do.
+TEST(CircleBufferConcurrencyTest, WriterAndReaderThreadsPassEveryByteInOrder)
+{
+    for (bool bFileBacked : {false, true}) {
+        CCircleBuffer ring(4099, true, bFileBacked);
+        ASSERT_TRUE(ring.HasMemory());
+        const std::string input = PatternBytes(4 << 20, 11);
+        std::string output;
+        output.reserve(input.size());
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        std::atomic<bool> bTimedOut{false};
+        std::thread writer([&] {
+            std::mt19937 random(1);
+            size_t nDone = 0;
+            while (nDone < input.size() && !bTimedOut) {
+                const uint32_t nWanted = std::min<uint32_t>(1 + random() % 3000, static_cast<uint32_t>(input.size() - nDone));
+                const uint32_t nFree = ring.GetFree(false);
+                const uint32_t n = std::min(nFree, nWanted);
+                ring.Write(input.data() + nDone, n);
+                nDone += n;
+                if (n == 0)
+                    std::this_thread::yield();
+            }
+        });
+        std::mt19937 random(2);
+        std::string chunk;
+        while (output.size() < input.size()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                bTimedOut = true;
+                break;
+            }
+            chunk.resize(1 + random() % 3000);
+            const uint32_t n = std::min(ring.GetUsed(false), static_cast<uint32_t>(chunk.size()));
+            output.append(chunk.data(), ring.Read(chunk.data(), n));
+            if (n == 0)
+                std::this_thread::yield();
+        }
+        writer.join();
+        ASSERT_FALSE(bTimedOut);
+        EXPECT_TRUE(output == input) << (bFileBacked ? "file" : "heap") << " ring";
+        EXPECT_EQ(ring.GetTotalWritten(), input.size());
+    }
+}
+
+TEST(CircleBufferConcurrencyTest, QueryKeepsOtherThreadsOutUntilItsTransfer)
+{
+    CCircleBuffer ring(64, true, false);
+    WriteIn(ring, "abc");
+    ASSERT_EQ(ring.GetUsed(false), 3u);
+    std::atomic<bool> bWriterDone{false};
+    std::thread writer([&] {
+        ring.Write("def", 3);
+        bWriterDone = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(bWriterDone) << "the writer waits for the lock the query kept";
+    EXPECT_EQ(ReadOut(ring, 3), "abc");
+    writer.join();
+    EXPECT_TRUE(bWriterDone);
+    EXPECT_EQ(ReadOut(ring, 3), "def") << "a transfer without a query takes the lock itself";
+}
