@@ -20,6 +20,24 @@ ZUREADER_API VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL
 // text reads as an empty one. Null only when memory is exhausted.
 ZUREADER_API VReader* GetStringReader(const ZUCHAR* pszText, ZUBOOL bAnsi);
 
+// A reader (type 5) that reports at most nLimit bytes as its length and delivers at most nLimit
+// bytes per Read of pInner, forwarding everything else to it. It keeps no count across reads and
+// does not limit seeks: consumers stop at GetLength. Owns pInner, which is deleted with it (or at
+// once when null is returned). Null only when memory is exhausted.
+ZUREADER_API VReader* GetTruncatingReader(VReader* pInner, int64_t nLimit);
+
+// A reader (type 10) over pInner, which it owns (deleted at once when null is returned), that can
+// make it endless: once its circling is switched on and a restart position is set, a read that
+// reaches pInner's end goes on from the restart position. Everything else, positions included, is
+// pInner's own. Null only when memory is exhausted.
+ZUREADER_API VReader* GetCirclingReader(VReader* pInner);
+
+// A reader (type 8) that reads pChild, which it owns, ahead of the caller on a worker thread into a
+// circle buffer (100 MiB in a mapped temporary file unless set otherwise), serves seeks inside the
+// buffered bytes without touching pChild, and can strip Internet-radio metadata out of the stream
+// while it keeps the station's title. Null only when memory is exhausted.
+ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
+
 // Start-up and tear-down; they nest, and only the last tear-down releases shared state.
 ZUREADER_API ZUBOOL ZUReaderInitialize(ZUBOOL bFlag);
 ZUREADER_API ZUBOOL ZUReaderUninitialize(ZUBOOL bFlag);

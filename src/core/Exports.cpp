@@ -1,8 +1,10 @@
 // The library's exported functions. Factories only construct; nothing here opens or logs.
 #include <zureader/ZUReader.h>
 
+#include "buffering/CirclingReader.h"
 #include "core/LocalReader.h"
 #include "core/MemoryReader.h"
+#include "core/TruncatingReader.h"
 #include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
 
@@ -45,6 +47,35 @@ VReader* GetStringReader(const ZUCHAR* pszText, ZUBOOL bAnsi)
     if (!pReader || !pReader->CopyText(pszText, bAnsi != 0))
         return nullptr;
     return pReader.release();
+}
+
+namespace {
+
+// Ownership of the inner reader passes with the call, also when the wrapper cannot be made.
+template <class TWrapper, class... TArgs>
+VReader* WrapOwned(VReader* pInner, TArgs... args)
+{
+    VReader* pReader = new (std::nothrow) TWrapper(pInner, args...);
+    if (!pReader)
+        delete pInner;
+    return pReader;
+}
+
+}  // namespace
+
+VReader* GetTruncatingReader(VReader* pInner, int64_t nLimit)
+{
+    return WrapOwned<CTruncatingReader>(pInner, nLimit);
+}
+
+VReader* GetCirclingReader(VReader* pInner)
+{
+    return WrapOwned<VCirclingReader>(pInner);
+}
+
+VReader* GetBufferedReader(VReader* pChild)
+{
+    return WrapOwned<VBufferedReader>(pChild);
 }
 
 ZUBOOL ZUReaderInitialize(ZUBOOL bFlag)

@@ -1,0 +1,65 @@
+#include "buffering/CirclingReader.h"
+
+#include "core/FunctionLog.h"
+
+#include <algorithm>
+#include <limits>
+
+using namespace zu;
+
+VCirclingReader::VCirclingReader(VReader* pChild) : VWrappingReader(pChild, true)
+{
+    m_nType = ZU_READER_CIRCLING;
+}
+
+void VCirclingReader::SetEndOfStreamPosition(int64_t nPosition)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_nEndOfStreamPosition = nPosition;
+}
+
+int64_t VCirclingReader::GetEndOfStreamPosition()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    return m_nEndOfStreamPosition;
+}
+
+uint32_t VCirclingReader::Read(void* pBuffer, uint32_t nCount)
+{
+    CFunctionLog log(LOG_READER, u"VCirclingReader::Read");
+    log.Log(u"Reading %d bytes", nCount);
+    return static_cast<uint32_t>(ReadInt64(pBuffer, nCount, 1));
+}
+
+// An end behind the current position lies in the next lap: the rest of this lap, then the part of
+// the next one from the restart position up to the end.
+int64_t VCirclingReader::BytesBeforeEndOfStream(int64_t nEnd, int64_t nPosition)
+{
+    if (nEnd >= nPosition)
+        return nEnd - nPosition;
+    return (GetLength() - nPosition) + (nEnd - m_nRestartPosition);
+}
+
+int64_t VCirclingReader::ReadInt64(void* pBuffer, int64_t nBytes, ZUBOOL bWrap)
+{
+    CFunctionLog log(LOG_READER, u"VCirclingReader::ReadInt64");
+    const int64_t nEnd = GetEndOfStreamPosition();
+    int64_t nWanted = nBytes;
+    if (nEnd >= 0) {
+        const int64_t nPosition = GetPosition();
+        log.Log(u"EOSPosition %I64d Curr Position %I64d", nEnd, nPosition);
+        const int64_t nBefore = BytesBeforeEndOfStream(nEnd, nPosition);
+        log.Log(u"Bytes before EOS %I64d bytes", nBefore);
+        nWanted = std::min(std::max<int64_t>(nBefore, 0), nBytes);
+    }
+    nWanted = std::clamp<int64_t>(nWanted, 0, std::numeric_limits<uint32_t>::max());
+    int64_t nRead = VWrappingReader::Read(pBuffer, static_cast<uint32_t>(nWanted));
+    // Short of the request for another reason than the end-of-stream cap: the child's end.
+    if (bWrap == 1 && nRead < nBytes && nRead != nWanted && GetPosition() >= GetLength() && m_bCircling) {
+        log.Log(u"Seeking to %I64d", m_nRestartPosition);
+        SetPosition(m_nRestartPosition, ZU_SEEK_BEGIN);
+        nRead += ReadInt64(static_cast<unsigned char*>(pBuffer) + nRead, nBytes - nRead, 0);
+    }
+    log.Log(u"%d bytes read", nRead);
+    return nRead;
+}
