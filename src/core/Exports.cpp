@@ -73,11 +73,6 @@ VReader* GetCirclingReader(VReader* pInner)
     return WrapOwned<VCirclingReader>(pInner);
 }
 
-VReader* GetBufferedReader(VReader* pChild)
-{
-    return WrapOwned<VBufferedReader>(pChild);
-}
-
 ZUBOOL ZUReaderInitialize(ZUBOOL bFlag)
 {
     if (bFlag == 0)
