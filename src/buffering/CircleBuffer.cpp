@@ -88,9 +88,13 @@ uint32_t CCircleBuffer::FreeLocked() const
     return m_pData ? m_nCapacity - UsedLocked() - 1 : 0;
 }
 
+// Counts never exceed the capacity on the hot path, where one subtraction replaces a division.
 uint32_t CCircleBuffer::Advanced(uint32_t nIndex, uint64_t nCount) const
 {
-    return static_cast<uint32_t>((nIndex + nCount) % m_nCapacity);
+    const uint64_t nSum = nIndex + nCount;
+    if (nSum < m_nCapacity)
+        return static_cast<uint32_t>(nSum);
+    return static_cast<uint32_t>(nSum < 2ull * m_nCapacity ? nSum - m_nCapacity : nSum % m_nCapacity);
 }
 
 uint32_t CCircleBuffer::GetUsed(bool bRelease)
