@@ -32,6 +32,12 @@ ZUREADER_API VReader* GetTruncatingReader(VReader* pInner, int64_t nLimit);
 // pInner's own. Null only when memory is exhausted.
 ZUREADER_API VReader* GetCirclingReader(VReader* pInner);
 
+// A reader (type 8) that reads pChild, which it owns, ahead of the caller on a worker thread into a
+// circle buffer (100 MiB in a mapped temporary file unless set otherwise), serves seeks inside the
+// buffered bytes without touching pChild, and can strip Internet-radio metadata out of the stream
+// while it keeps the station's title. Null only when memory is exhausted.
+ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
+
 // Start-up and tear-down; they nest, and only the last tear-down releases shared state.
 ZUREADER_API ZUBOOL ZUReaderInitialize(ZUBOOL bFlag);
 ZUREADER_API ZUBOOL ZUReaderUninitialize(ZUBOOL bFlag);

@@ -1,6 +1,7 @@
 // The library's exported functions. Factories only construct; nothing here opens or logs.
 #include <zureader/ZUReader.h>
 
+#include "buffering/BufferedReader.h"
 #include "buffering/CirclingReader.h"
 #include "core/LocalReader.h"
 #include "core/MemoryReader.h"
@@ -71,6 +72,11 @@ VReader* GetTruncatingReader(VReader* pInner, int64_t nLimit)
 VReader* GetCirclingReader(VReader* pInner)
 {
     return WrapOwned<VCirclingReader>(pInner);
+}
+
+VReader* GetBufferedReader(VReader* pChild)
+{
+    return WrapOwned<VBufferedReader>(pChild);
 }
 
 ZUBOOL ZUReaderInitialize(ZUBOOL bFlag)

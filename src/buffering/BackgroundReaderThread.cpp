@@ -1,0 +1,281 @@
+#include "buffering/BackgroundReaderThread.h"
+
+#include "buffering/BufferedReader.h"
+#include "buffering/IcyMetadata.h"
+#include "core/FunctionLog.h"
+#include "platform/System.h"
+#include "platform/SystemString.h"
+
+#include <algorithm>
+
+using namespace zu;
+using namespace zu::platform;
+
+namespace {
+
+constexpr uint32_t kLiveReadSize = 1024;              // remote, length unknown: low latency
+constexpr uint32_t kRemoteReadSize = 16384;
+constexpr uint32_t kLocalReadSize = 1048576;
+constexpr uint32_t kFallbackReadSize = 16384;
+// One child read never asks for more than this, whatever interval a station announces.
+constexpr uint32_t kMaxChunk = 1048576;
+constexpr uint32_t kMaxBlock = 255 * 16;
+constexpr uint32_t kRetryWaitMilliseconds = 500;
+constexpr uint32_t kFullBufferWaitMilliseconds = 20;
+constexpr uint32_t kReaderWaitMilliseconds = 10;
+constexpr uint32_t kShortChunkPauseMilliseconds = 5;
+
+std::string InfoOf(VReader* pReader, const char16_t* pszName)
+{
+    const ZUBSTR bstr = pReader->GetInfo(reinterpret_cast<const ZUCHAR*>(pszName));
+    if (!bstr)
+        return {};
+    const auto* pText = reinterpret_cast<const char16_t*>(bstr);
+    const std::string text = CIcyMetadata::TextToTitle(std::u16string(pText, SystemStringLength(bstr)));
+    FreeSystemString(bstr);
+    return text;
+}
+
+int64_t MillisecondsSince(int64_t nStartCount)
+{
+    const int64_t nFrequency = PerformanceFrequency();
+    return nFrequency > 0 ? (PerformanceCounter() - nStartCount) * 1000 / nFrequency : 0;
+}
+
+}  // namespace
+
+CBackgroundReaderThread::CBackgroundReaderThread(VBufferedReader* pOwner, int64_t nStartOffset, uint32_t nCapacity,
+                                                 bool bFileBacked, const std::u16string& bufferFile, bool bIcy)
+    : m_nStartOffset(nStartOffset),
+      m_pOwner(pOwner),
+      m_bIcy(bIcy),
+      m_Buffer(nCapacity, true, bFileBacked, bufferFile)
+{
+    SetStopPollInterval(1);
+    Start(PRIORITY_NORMAL, 0);
+}
+
+CBackgroundReaderThread::~CBackgroundReaderThread()
+{
+    Stop(kStopTimeout);
+}
+
+VReader* CBackgroundReaderThread::Child() const
+{
+    return m_pOwner->Child();
+}
+
+std::string CBackgroundReaderThread::GetTitle()
+{
+    std::lock_guard<std::mutex> lock(m_TitleLock);
+    return m_Title;
+}
+
+void CBackgroundReaderThread::SetTitle(const std::string& title)
+{
+    std::lock_guard<std::mutex> lock(m_TitleLock);
+    m_Title = title.substr(0, CIcyMetadata::kMaxText);
+}
+
+int32_t CBackgroundReaderThread::Thread()
+{
+    CFunctionLog log(LOG_READER, u"CBackgroundReaderThread::Thread");
+    if (!m_Buffer.HasMemory() || !Child())
+        return 0;
+    uint32_t nReadSize = ChooseReadSize();
+    if (m_bIcy) {
+        uint32_t nAudio = ExamineStreamHeader();
+        if (m_nMetadataInterval > 0) {
+            const auto nInterval = static_cast<uint32_t>(m_nMetadataInterval);
+            // Audio that came with the header may already span whole intervals (with empty
+            // blocks between them): the next block is due after the rest of the current one.
+            while (nAudio > nInterval)
+                nAudio -= nInterval + 1;
+            nReadSize = nInterval - nAudio;
+        } else {
+            m_bIcy = false;
+        }
+    }
+    const uint32_t nLargestRead = std::max({nReadSize, kFallbackReadSize, static_cast<uint32_t>(std::max(m_nMetadataInterval, 0))});
+    m_Chunk.resize(std::min(nLargestRead, kMaxChunk));
+    while (!IsStopRequested()) {
+        if (nReadSize < 1)
+            nReadSize = kFallbackReadSize;
+        const uint32_t nRead = ReadChunk(std::min(nReadSize, static_cast<uint32_t>(m_Chunk.size())));
+        if (nRead == 0)
+            break;
+        if (m_bIcy) {
+            if (nRead >= nReadSize) {
+                ReadMetadataBlock();
+                nReadSize = static_cast<uint32_t>(m_nMetadataInterval);
+            } else {
+                nReadSize -= nRead;
+            }
+        }
+    }
+    return 1;
+}
+
+uint32_t CBackgroundReaderThread::ChooseReadSize()
+{
+    const uint32_t nCapacity = m_Buffer.GetCapacity();
+    uint32_t nSize = nCapacity / 16;
+    VReader* pChild = Child();
+    if (pChild->IsRemote())
+        nSize = std::min(nSize, pChild->IsLengthUnknown() ? kLiveReadSize : kRemoteReadSize);
+    else
+        nSize = std::min(nSize, kLocalReadSize);
+    return std::max(std::min(nSize, nCapacity / 2), 1u);
+}
+
+uint32_t CBackgroundReaderThread::ExamineStreamHeader()
+{
+    m_nMetadataInterval = 0;
+    std::string intervalText;
+    const std::string name = InfoOf(m_pOwner, u"icy-name");
+    if (!name.empty()) {
+        SetTitle(name);
+        intervalText = InfoOf(m_pOwner, u"icy-metaint").substr(0, CIcyMetadata::kMaxText);
+    }
+    uint32_t nAudio = 0;
+    if (name.empty()) {
+        // The station's header did not come as the child's information: it leads the stream.
+        m_Block.assign(CIcyMetadata::kHeaderProbe, 0);
+        const uint32_t nRead = ReadFully(m_Block.data(), CIcyMetadata::kHeaderProbe);
+        const CIcyMetadata::CStreamHeader header = CIcyMetadata::ParseStreamHeader(m_Block.data(), nRead);
+        SetTitle(header.m_Title);
+        intervalText = header.m_IntervalText;
+        const uint32_t nSkip = std::min(static_cast<uint32_t>(header.m_nHeaderLength), nRead);
+        PutIntoBuffer(m_Block.data() + nSkip, nRead - nSkip);
+        nAudio = nRead - nSkip;
+    }
+    m_nMetadataInterval = CIcyMetadata::ParseInterval(intervalText);
+    return nAudio;
+}
+
+uint32_t CBackgroundReaderThread::ReadMetadataBlock()
+{
+    if (m_nMetadataInterval <= 0)
+        return 0;
+    unsigned char nBlocks = 0;
+    const uint32_t nLengthRead = ReadFully(&nBlocks, 1);
+    const uint32_t nLength = nBlocks * 16u;
+    if (nLengthRead == 0 || nLength < 1)
+        return nLengthRead;
+    m_Block.resize(kMaxBlock);
+    const uint32_t nRead = ReadFully(m_Block.data(), nLength);
+    std::string title = GetTitle();
+    if (CIcyMetadata::ApplyBlock(m_Block.data(), nRead, title))
+        SetTitle(title);
+    return nRead + 1;
+}
+
+uint32_t CBackgroundReaderThread::ReadFully(unsigned char* pBuffer, uint32_t nCount)
+{
+    uint32_t nTotal = 0;
+    while (nTotal < nCount && !IsStopRequested()) {
+        const uint32_t nRead = Child()->Read(pBuffer + nTotal, nCount - nTotal);
+        if (nRead == 0)
+            break;
+        nTotal += nRead;
+    }
+    return nTotal;
+}
+
+uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
+{
+    uint32_t nRead = Child()->Read(m_Chunk.data(), nSize);
+    m_bEndOfData.store(nRead == 0, std::memory_order_release);
+    if (nRead == 0 && m_pOwner->GetRetryTime() > 0 && !RetryEmptyRead(nRead, nSize))
+        return 0;
+    if (!PutIntoBuffer(m_Chunk.data(), nRead))
+        return 0;
+    if (nRead < nSize)
+        SleepMilliseconds(kShortChunkPauseMilliseconds);
+    return nRead;
+}
+
+// False when a stop came while waiting.
+bool CBackgroundReaderThread::RetryEmptyRead(uint32_t& nRead, uint32_t nSize)
+{
+    const int64_t nStart = PerformanceCounter();
+    while (nRead == 0 && MillisecondsSince(nStart) < m_pOwner->GetRetryTime()) {
+        WaitForStopOrExit(kRetryWaitMilliseconds);
+        if (IsStopRequested())
+            return false;
+        nRead = Child()->Read(m_Chunk.data(), nSize);
+        if (nRead != 0)
+            m_bEndOfData.store(false, std::memory_order_release);
+    }
+    return true;
+}
+
+bool CBackgroundReaderThread::PutIntoBuffer(const unsigned char* pBytes, uint32_t nCount)
+{
+    // Whatever fits goes in at once; the rest waits for the caller to read. Only the free space
+    // may be written: the caller's step back (Rewind) lives in it, so it is measured again, under
+    // the buffer's lock, for every write.
+    while (nCount > 0) {
+        const uint32_t nFree = m_Buffer.GetFree(false);
+        if (nFree == 0) {
+            ReleaseBufferQuery();
+            if (IsStopRequested())
+                return false;
+            WaitForStopOrExit(kFullBufferWaitMilliseconds);
+            continue;
+        }
+        const uint32_t nPart = std::min(nCount, nFree);
+        m_nWritePosition.fetch_add(nPart, std::memory_order_acq_rel);
+        m_Buffer.Write(pBytes, nPart);
+        pBytes += nPart;
+        nCount -= nPart;
+    }
+    return true;
+}
+
+uint32_t CBackgroundReaderThread::ReadBuffered(void* pBuffer, uint32_t nCount)
+{
+    if (nCount == 0)
+        return 0;
+    auto* pBytes = static_cast<unsigned char*>(pBuffer);
+    uint32_t nDelivered = 0;
+    for (;;) {
+        // While the query holds the buffer's lock the worker can neither add bytes nor end after
+        // adding them, so "ended" and "nothing more" are seen together.
+        const uint32_t nAvailable = std::min(m_Buffer.GetUsed(false), nCount - nDelivered);
+        const bool bRunning = IsRunning();
+        // A read of nothing still ends the query.
+        nDelivered += m_Buffer.Read(pBytes + nDelivered, nAvailable);
+        if (nDelivered >= nCount || !bRunning || IsStopRequested() || (IsEndOfData() && !m_pOwner->IsWaitAtEnd()))
+            break;
+        WaitForStopOrExit(kReaderWaitMilliseconds);
+    }
+    m_nReadPosition.fetch_add(nDelivered, std::memory_order_acq_rel);
+    return nDelivered;
+}
+
+bool CBackgroundReaderThread::Seek(int64_t nTarget)
+{
+    const int64_t nRead = GetReadPosition();
+    if (nTarget == nRead)
+        return true;
+    if (nTarget < nRead) {
+        // The check and the step back are one step under the buffer's lock: the worker writes
+        // into exactly the space the step back reclaims.
+        m_Buffer.GetFree(false);
+        const int64_t nWrite = GetWritePosition();
+        const int64_t nOldest = nWrite - std::min<int64_t>(nWrite, m_Buffer.GetCapacity() - 1);
+        const bool bHeld = nTarget >= nOldest;
+        if (bHeld)
+            m_Buffer.Rewind(nRead - nTarget);
+        ReleaseBufferQuery();
+        if (!bHeld)
+            return false;
+    } else {
+        if (nTarget > GetWritePosition())
+            return false;
+        m_Buffer.Skip(nTarget - nRead);
+    }
+    m_nReadPosition.store(nTarget, std::memory_order_release);
+    return true;
+}

@@ -1,0 +1,86 @@
+// CBackgroundReaderThread: the worker of a VBufferedReader. It reads the owner's child ahead of the
+// caller into a circle buffer, strips Internet-radio metadata blocks out of the stream while it
+// keeps the latest title, and hands the buffered bytes to the caller's reads and in-buffer seeks.
+//
+// Positions are relative to the child's position when the worker was made (the start offset).
+// The caller's side moves the read position, the worker the write position; the two meet only in
+// the circle buffer, whose lock makes every "how much" and the transfer that follows one step.
+// The worker never takes the owner's lock.
+#pragma once
+
+#include "buffering/CircleBuffer.h"
+#include "core/Thread.h"
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+class VBufferedReader;
+class VReader;
+
+class CBackgroundReaderThread : public CThread {
+public:
+    // Starts at once. The owner must outlive the worker.
+    CBackgroundReaderThread(VBufferedReader* pOwner, int64_t nStartOffset, uint32_t nCapacity, bool bFileBacked,
+                            const std::u16string& bufferFile, bool bIcy);
+    // Stops the body, killing it after kStopTimeout.
+    ~CBackgroundReaderThread() override;
+
+    static constexpr int32_t kStopTimeout = 5000;
+
+    bool HasMemory() const { return m_Buffer.HasMemory(); }
+
+    // The caller's read: copies up to nCount buffered bytes, waiting for the worker as the owner's
+    // wait-at-end setting says.
+    uint32_t ReadBuffered(void* pBuffer, uint32_t nCount);
+    // Moves the read position to nTarget (relative) when the bytes there are still, or already, in
+    // the buffer; false otherwise, and nothing moves.
+    bool Seek(int64_t nTarget);
+
+    int64_t GetStartOffset() const { return m_nStartOffset; }
+    int64_t GetReadPosition() const { return m_nReadPosition.load(std::memory_order_acquire); }
+    int64_t GetWritePosition() const { return m_nWritePosition.load(std::memory_order_acquire); }
+    bool IsEndOfData() const { return m_bEndOfData.load(std::memory_order_acquire); }
+    uint32_t GetBuffered() { return m_Buffer.GetUsed(); }
+    uint32_t GetCapacity() const { return m_Buffer.GetCapacity(); }
+    // The station's name at first, then the latest StreamTitle; 8-bit text as the station sent it.
+    std::string GetTitle();
+
+protected:
+    int32_t Thread() override;
+
+private:
+    VReader* Child() const;
+    uint32_t ChooseReadSize();
+    // The first examination: the station header from the child's information or the stream's
+    // head. Answers the audio bytes it has already put into the buffer.
+    uint32_t ExamineStreamHeader();
+    uint32_t ReadStreamHeaderFromStream();
+    // Later examinations: one metadata block. Answers the bytes it took from the child.
+    uint32_t ReadMetadataBlock();
+    uint32_t ReadChunk(uint32_t nSize);
+    // Reads until nCount bytes came or the child has none.
+    uint32_t ReadFully(unsigned char* pBuffer, uint32_t nCount);
+    bool RetryEmptyRead(uint32_t& nRead, uint32_t nSize);
+    // Blocks while the buffer is full; false when a stop came first.
+    bool PutIntoBuffer(const unsigned char* pBytes, uint32_t nCount);
+    void SetTitle(const std::string& title);
+    // Gives back the lock that a GetUsed or GetFree with bRelease false kept, without a transfer.
+    void ReleaseBufferQuery() { m_Buffer.Read(nullptr, 0); }
+
+    std::mutex m_TitleLock;
+    std::string m_Title;
+    const int64_t m_nStartOffset;
+    std::atomic<int64_t> m_nReadPosition{0};
+    std::atomic<int64_t> m_nWritePosition{0};
+    VBufferedReader* const m_pOwner;
+    int32_t m_nMetadataInterval = -1;
+    bool m_bIcy;
+    CCircleBuffer m_Buffer;
+    std::atomic<bool> m_bEndOfData{false};
+    // Scratch space of the body, kept here so that a body killed in a child's read leaks nothing.
+    std::vector<unsigned char> m_Chunk;
+    std::vector<unsigned char> m_Block;
+};

@@ -1,0 +1,258 @@
+#include "buffering/BufferedReader.h"
+
+#include "buffering/BackgroundReaderThread.h"
+#include "buffering/IcyMetadata.h"
+#include "core/FunctionLog.h"
+#include "platform/System.h"
+#include "platform/SystemString.h"
+
+#include <cstdlib>
+#include <new>
+
+using namespace zu;
+using namespace zu::platform;
+
+namespace {
+
+// How long Close lets a stopping worker finish a child read of its own before it closes the child
+// under it (which makes a network read that waits for a stalled server give up at once).
+constexpr uint32_t kCloseGraceMilliseconds = 250;
+
+}  // namespace
+
+VBufferedReader::VBufferedReader(VReader* pChild) : VWrappingReader(pChild, true)
+{
+    m_nType = ZU_READER_BUFFERED;
+}
+
+VBufferedReader::~VBufferedReader()
+{
+    Close();
+    ReplaceWorker(nullptr);
+}
+
+ZUBOOL VBufferedReader::Open()
+{
+    CFunctionLog log(LOG_READER, u"VBufferedReader::Open");
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (!m_pChild || !m_pChild->Open())
+        return 0;
+    return StartBuffering();
+}
+
+void VBufferedReader::Close()
+{
+    CFunctionLog log(LOG_READER, u"VBufferedReader::Close");
+    SignalWorkerStop();
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (m_pWorker) {
+        // A child need not bear a Close in the middle of its own Read: let the worker leave it.
+        const uint32_t nStart = TickCount();
+        while (m_pWorker->IsRunning() && TickCount() - nStart < kCloseGraceMilliseconds)
+            SleepMilliseconds(1);
+    }
+    if (m_pChild)
+        m_pChild->Close();
+    ReplaceWorker(nullptr);
+}
+
+uint32_t VBufferedReader::Read(void* pBuffer, uint32_t nCount)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (m_bBuffering && !m_pWorker)
+        StartBuffering();
+    if (m_pWorker)
+        return m_pWorker->ReadBuffered(pBuffer, nCount);
+    return m_pChild ? m_pChild->Read(pBuffer, nCount) : 0;
+}
+
+int64_t VBufferedReader::GetLength()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    // A live source's length is what has arrived so far.
+    if (m_pWorker && IsLengthUnknown())
+        return m_pWorker->GetStartOffset() + m_pWorker->GetWritePosition();
+    return m_pChild ? m_pChild->GetLength() : -1;
+}
+
+int64_t VBufferedReader::GetPosition()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (m_pWorker)
+        return m_pWorker->GetStartOffset() + m_pWorker->GetReadPosition();
+    return m_pChild ? m_pChild->GetPosition() : 0;
+}
+
+// Both +n and -n count n bytes back from the end; the distance is the offset's low 32 bits.
+int64_t VBufferedReader::SeekFromEnd(int64_t nOffset)
+{
+    const auto nDistance = static_cast<int32_t>(static_cast<uint32_t>(nOffset));
+    return GetLength() - std::llabs(static_cast<int64_t>(nDistance));
+}
+
+int64_t VBufferedReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (!m_pWorker)
+        return m_pChild ? m_pChild->SetPosition(nOffset, nOrigin) : -1;
+    int64_t nTarget;
+    switch (nOrigin) {
+    case ZU_SEEK_BEGIN:
+        nTarget = nOffset;
+        break;
+    case ZU_SEEK_CURRENT:
+        nTarget = GetPosition() + nOffset;
+        break;
+    case ZU_SEEK_END:
+        nTarget = SeekFromEnd(nOffset);
+        break;
+    default:
+        return -1;
+    }
+    if (nTarget == GetPosition())
+        return nTarget;
+    if (nTarget < 0)
+        return -1;
+    if (m_pWorker->Seek(nTarget - m_pWorker->GetStartOffset()))
+        return GetPosition();
+    // A live source cannot go back to bytes the buffer no longer holds, nor skip ahead.
+    if (IsLengthUnknown())
+        return -1;
+    StopBuffering();
+    const int64_t nPosition = SetPosition(nTarget, ZU_SEEK_BEGIN);
+    StartBuffering();
+    return nPosition;
+}
+
+void VBufferedReader::SetBufferInFile(ZUBOOL bInFile)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_bBufferInFile = bInFile;
+}
+
+void VBufferedReader::SetBufferFile(const ZUCHAR* pszPath)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_BufferFile = pszPath ? reinterpret_cast<const char16_t*>(pszPath) : u"";
+}
+
+void VBufferedReader::SetRetryTime(int32_t nMilliseconds)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_nRetryTime.store(nMilliseconds, std::memory_order_relaxed);
+}
+
+void VBufferedReader::EnableIcyMetadata()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_bIcyMetadata = 1;
+}
+
+void VBufferedReader::SetWaitAtEnd(ZUBOOL bWait)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_bWaitAtEnd.store(bWait != 0, std::memory_order_relaxed);
+}
+
+void VBufferedReader::SetBufferSize(uint32_t nBytes)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_nBufferSize = nBytes;
+}
+
+void VBufferedReader::SetBuffering(ZUBOOL bBuffering)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    const bool bChanged = (bBuffering != 0) != (m_bBuffering != 0);
+    m_bBuffering = bBuffering;
+    if (!bChanged || bBuffering || !m_pWorker)
+        return;
+    const int64_t nPosition = GetPosition();
+    StopBuffering();
+    if (m_pChild)
+        m_pChild->SetPosition(nPosition, ZU_SEEK_BEGIN);
+}
+
+ZUBOOL VBufferedReader::StartBuffering()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (m_pWorker) {
+        m_pWorker->Start(PRIORITY_NORMAL, 0);
+        return 0;
+    }
+    if (!m_bBuffering)
+        return 1;
+    if (!m_pChild)
+        return 0;
+    const int64_t nPosition = m_pChild->GetPosition();
+    std::unique_ptr<CBackgroundReaderThread> pWorker(new (std::nothrow) CBackgroundReaderThread(
+        this, nPosition > 0 ? nPosition : 0, m_nBufferSize, m_bBufferInFile != 0, m_BufferFile, m_bIcyMetadata != 0));
+    if (!pWorker)
+        return 0;
+    const bool bHasMemory = pWorker->HasMemory();
+    ReplaceWorker(std::move(pWorker));
+    return bHasMemory ? 1 : 0;
+}
+
+ZUBOOL VBufferedReader::StopBuffering()
+{
+    SignalWorkerStop();
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    ReplaceWorker(nullptr);
+    return 1;
+}
+
+ZUBOOL VBufferedReader::GetBufferState(uint32_t* pActive, uint32_t* pBuffered, uint32_t* pCapacity, uint32_t* pEnd)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    const bool bActive = m_pWorker != nullptr;
+    if (pActive)
+        *pActive = bActive ? 1 : 0;
+    if (pBuffered)
+        *pBuffered = bActive ? m_pWorker->GetBuffered() : 0;
+    if (pCapacity)
+        *pCapacity = bActive ? m_pWorker->GetCapacity() : m_nBufferSize;
+    if (pEnd)
+        *pEnd = bActive && m_pWorker->IsEndOfData() ? 1 : 0;
+    return 1;
+}
+
+float VBufferedReader::GetBufferFullness()
+{
+    uint32_t nActive = 0, nBuffered = 0, nCapacity = 0, nEnd = 0;
+    GetBufferState(&nActive, &nBuffered, &nCapacity, &nEnd);
+    if (!nActive || nCapacity < 1)
+        return 0.0f;
+    return static_cast<float>(nBuffered) / static_cast<float>(nCapacity);
+}
+
+ZUBSTR VBufferedReader::GetStreamTitle()
+{
+    std::string title;
+    {
+        std::lock_guard<std::mutex> lock(m_WorkerLock);
+        if (m_pWorker)
+            title = m_pWorker->GetTitle();
+    }
+    return AllocSystemString(CIcyMetadata::TitleToText(title));
+}
+
+void VBufferedReader::SignalWorkerStop()
+{
+    std::lock_guard<std::mutex> lock(m_WorkerLock);
+    if (m_pWorker)
+        m_pWorker->SetStopRequest(1);
+}
+
+void VBufferedReader::ReplaceWorker(std::unique_ptr<CBackgroundReaderThread> pWorker)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    std::unique_ptr<CBackgroundReaderThread> pOld;
+    {
+        std::lock_guard<std::mutex> pointerLock(m_WorkerLock);
+        pOld.swap(m_pWorker);
+        m_pWorker = std::move(pWorker);
+    }
+    // Stopping the old worker waits for its body: outside the pointer's lock.
+    pOld.reset();
+}
