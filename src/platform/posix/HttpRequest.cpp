@@ -1,11 +1,10 @@
 #include "platform/posix/HttpRequest.h"
 
+#include "platform/HttpRange.h"
 #include "platform/Text.h"
 #include "platform/posix/InternetErrors.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
 #include <cstdlib>
 #include <strings.h>
 
@@ -58,27 +57,6 @@ std::string Trimmed(const std::string& text)
     if (first == std::string::npos)
         return std::string();
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-std::string RangeValue(int64_t nFirst, int64_t nLast)
-{
-    char text[64];
-    if (nLast >= 0)
-        std::snprintf(text, sizeof(text), "bytes=%" PRId64 "-%" PRId64, nFirst, nLast);
-    else
-        std::snprintf(text, sizeof(text), "bytes=%" PRId64 "-", nFirst);
-    return text;
-}
-
-// "bytes FIRST-LAST/TOTAL"; false when the header says something else.
-bool ParseContentRange(const std::string& value, int64_t& nFirst, int64_t& nLast)
-{
-    long long first = 0, last = 0;
-    if (std::sscanf(value.c_str(), "bytes %lld-%lld", &first, &last) != 2 || first < 0 || last < first)
-        return false;
-    nFirst = first;
-    nLast = last;
-    return true;
 }
 
 }  // namespace
@@ -357,7 +335,7 @@ bool CHttpRequest::RestartAt(int64_t nPosition)
     CHttpHeaderList headers = m_RequestHeaders;
     headers.Remove("Range");
     const int64_t nFirst = m_nRangeFirst + nPosition;
-    headers.Add("Range", RangeValue(nFirst, m_nRangeLast));
+    headers.Add("Range", RangeRequestValue(nFirst, m_nRangeLast));
     if (!Perform(headers, m_strEffectiveUrl)) {
         m_Transfer.Abandon();  // a failed move leaves nothing to read rather than the wrong bytes
         return false;

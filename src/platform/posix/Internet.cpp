@@ -2,12 +2,12 @@
 // close on another thread cannot free it underneath) and works under the object's lock.
 #include "platform/Internet.h"
 
+#include "platform/InternetHandleTable.h"
 #include "platform/Text.h"
 #include "platform/posix/FtpFile.h"
 #include "platform/posix/HttpRequest.h"
 #include "platform/posix/InternetConnection.h"
 #include "platform/posix/InternetErrors.h"
-#include "platform/posix/InternetHandleTable.h"
 #include "platform/posix/InternetSession.h"
 
 #include <new>
@@ -15,9 +15,9 @@
 namespace zu::platform {
 namespace {
 
-CInternetHandleTable& Table()
+CInternetHandleTable<VInternetObject>& Table()
 {
-    return CInternetHandleTable::Instance();
+    return CInternetHandleTable<VInternetObject>::Instance();
 }
 
 // The object behind h if it is of type T (null, with the reason as the last error, otherwise).

@@ -107,7 +107,8 @@ uint32_t InternetErrorFromCurl(CURLcode code, bool bFtp, long nVerifyResult)
         return INET_ERROR_FTP_NO_PASSIVE_MODE;
     case CURLE_LOGIN_DENIED:
     case CURLE_FTP_WEIRD_PASS_REPLY:
-        return INET_ERROR_INCORRECT_PASSWORD;
+        // What the Windows Internet API reports for a login the FTP server refuses (530).
+        return INET_ERROR_LOGIN_FAILURE;
     case CURLE_OPERATION_TIMEDOUT:
     case CURLE_FTP_ACCEPT_TIMEOUT:
         return INET_ERROR_TIMEOUT;
