@@ -9,6 +9,12 @@ extern "C" {
 // A reader for a file on a local or network drive; null only when memory is exhausted.
 ZUREADER_API VReader* GetLocalReader(const ZUCHAR* pszPath);
 
+// A reader (type 1) for an HTTP, HTTPS or FTP URL; mms://, rtsp:// and m01p:// addresses are
+// fetched over http://. Open connects and sends the request, waiting up to the time-out (10 s
+// unless SetTimeout says otherwise); after a failed Open, GetInfo's "Error", "StatusCode" and
+// "StatusText" tell why. The URL is not checked here. Null only when memory is exhausted.
+ZUREADER_API VReader* GetInternetReader(const ZUCHAR* pszURL);
+
 // A read-only reader (type 11) over nLength bytes at pData, open from the start. With bCopy non-zero
 // it reads a copy of its own; with bCopy 0 it reads the caller's bytes, which must stay valid and
 // unchanged until the reader is deleted. A null pointer or a length below 1 gives an empty reader.

@@ -8,6 +8,7 @@
 #include "core/TruncatingReader.h"
 #include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
+#include "net/InternetReader.h"
 
 #include <atomic>
 #include <memory>
@@ -28,6 +29,11 @@ std::atomic<int> g_nStartupCount{0};
 VReader* GetLocalReader(const ZUCHAR* pszPath)
 {
     return new (std::nothrow) CLocalReader(pszPath);
+}
+
+VReader* GetInternetReader(const ZUCHAR* pszURL)
+{
+    return new (std::nothrow) CInternetReader(pszURL);
 }
 
 VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL bCopy)

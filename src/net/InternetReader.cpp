@@ -1,0 +1,684 @@
+#include "net/InternetReader.h"
+
+#include "core/FunctionLog.h"
+#include "core/Url.h"
+#include "host/Base64.h"
+#include "host/HostCallbacks.h"
+#include "net/DecimalText.h"
+#include "net/RedirectTarget.h"
+#include "net/ResponseHeaders.h"
+#include "net/StoredCredentials.h"
+#include "platform/SharedSection.h"
+#include "platform/SystemString.h"
+#include "platform/System.h"
+#include "platform/Text.h"
+#include "platform/Thread.h"
+
+#include <algorithm>
+
+using namespace zu;
+using namespace zu::host;
+using namespace zu::platform;
+
+const char16_t* const CInternetReader::kFlashVideoHost = u"youtube.com";
+
+namespace {
+
+// The system's URL scheme numbers.
+constexpr uint32_t kSchemeFtp = 1;
+constexpr uint32_t kSchemeHttp = 3;
+constexpr uint32_t kSchemeHttps = 4;
+
+constexpr uint32_t kDefaultTimeoutMs = 10000;
+constexpr uint32_t kMaxConnectionsPerServer = 65535;
+const char16_t kDefaultUserAgent[] = u"Orvane Internet Reader/2.0 (compatible; Windows-Media-Player/10)";
+
+// The session's time-outs, every one set to the reader's, in this order.
+constexpr uint32_t kTimeoutOptions[] = {
+    INET_OPTION_CONNECT_TIMEOUT,      INET_OPTION_SEND_TIMEOUT,         INET_OPTION_DATA_SEND_TIMEOUT,
+    INET_OPTION_RECEIVE_TIMEOUT,      INET_OPTION_DATA_RECEIVE_TIMEOUT, INET_OPTION_LISTEN_TIMEOUT,
+};
+
+// Redirects, authentication and prompts are the reader's own business, judged pass by pass.
+constexpr uint32_t kRequestFlags = INET_FLAG_NO_UI | INET_FLAG_NO_AUTO_REDIRECT | INET_FLAG_KEEP_CONNECTION;
+constexpr uint32_t kAddOrReplace = INET_ADDREQ_FLAG_ADD | INET_ADDREQ_FLAG_REPLACE;
+constexpr uint32_t kCredentialDialogFlags =
+    INET_ERROR_UI_FILTER_FOR_ERRORS | INET_ERROR_UI_FLAGS_CHANGE_OPTIONS | INET_ERROR_UI_FLAGS_GENERATE_DATA;
+
+// The shared cookie section: 4 bytes the reader does not use, then a zero-terminated UTF-16 text.
+constexpr size_t kCookieSectionBytes = 1028;
+constexpr size_t kCookieOffset = 4;
+
+constexpr size_t kFtpReplyCharacters = 1024;
+constexpr size_t kBase64LineLength = 64;
+const char16_t kIntegrityHeader[] = u"X-MusicNet-IntegrityCheck:";
+// The value starts after the header's name and the blank that follows it.
+constexpr size_t kIntegrityValueOffset = 27;
+
+bool StartsWithNoCase(const std::u16string& text, const std::u16string& prefix)
+{
+    if (text.size() < prefix.size())
+        return false;
+    for (size_t i = 0; i < prefix.size(); ++i) {
+        char16_t c = text[i];
+        if (c >= u'A' && c <= u'Z')
+            c = static_cast<char16_t>(c - u'A' + u'a');
+        if (c != prefix[i])
+            return false;
+    }
+    return true;
+}
+
+// Streaming and media-server addresses are served over plain HTTP.
+std::u16string NormalizedURL(const ZUCHAR* pszURL)
+{
+    std::u16string url = pszURL ? reinterpret_cast<const char16_t*>(pszURL) : u"";
+    for (const std::u16string prefix : {u"m01p://", u"mms://", u"rtsp://"}) {
+        if (StartsWithNoCase(url, prefix))
+            url = u"http://" + url.substr(prefix.size());
+    }
+    return url;
+}
+
+// Another component of the application leaves the cookie for a URL in a section named by it.
+std::u16string SharedCookie(const std::u16string& url)
+{
+    CSharedSection section;
+    // Opened, not created: a section nobody wrote holds no cookie, and where sections outlive
+    // their users a created one would be left behind for every URL ever opened.
+    if (!section.Open(url, kCookieSectionBytes, false))
+        return std::u16string();
+    const auto* pText =
+        reinterpret_cast<const char16_t*>(static_cast<const unsigned char*>(section.Data()) + kCookieOffset);
+    const size_t nMaxLength = (kCookieSectionBytes - kCookieOffset) / sizeof(char16_t);
+    size_t nLength = 0;
+    while (nLength < nMaxLength && pText[nLength] != 0)
+        ++nLength;
+    return std::u16string(pText, nLength);
+}
+
+std::u16string BasicCredentials(const std::u16string& user, const std::u16string& password)
+{
+    const std::string encoded = CBase64::Encode(AnsiFromUtf16(user + u":" + password), kBase64LineLength);
+    return std::u16string(encoded.begin(), encoded.end());
+}
+
+// The length a server gives in its integrity-check header when its Content-Length says 0.
+bool IntegrityCheckLength(const std::u16string& headers, int32_t& nLength)
+{
+    size_t start = 0;
+    while (start < headers.size()) {
+        size_t end = headers.find(u"\r\n", start);
+        if (end == std::u16string::npos)
+            end = headers.size();
+        const std::u16string line = headers.substr(start, end - start);
+        if (line.find(kIntegrityHeader) != std::u16string::npos) {
+            nLength = CDecimalText::ToInt32(line.size() > kIntegrityValueOffset ? line.substr(kIntegrityValueOffset)
+                                                                                 : std::u16string());
+            return true;
+        }
+        start = end + 2;
+    }
+    return false;
+}
+
+}  // namespace
+
+CInternetReader::CInternetReader(const ZUCHAR* pszURL)
+    : m_Worker([this] { return Thread(); }), m_strURL(NormalizedURL(pszURL))
+{
+    m_nType = ZU_READER_INTERNET;
+    m_nTimeout = kDefaultTimeoutMs;
+    m_Worker.SetStopTimeout(kWorkerStopTimeoutMs);
+}
+
+CInternetReader::~CInternetReader()
+{
+    Close();
+    m_Worker.Stop(kWorkerStopTimeoutMs);
+}
+
+ZUBOOL CInternetReader::Open()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::Open");
+    if (m_bOpen)
+        return 1;
+    log.Log(u"Opening %s", URL());
+    const std::u16string proxy = GetOption(u"CONNECT_PROXY");
+    const std::u16string bypass = GetOption(u"CONNECT_PROXYBYPASS");
+    std::u16string userAgent = GetOption(u"USER_AGENT");
+    if (userAgent.empty())
+        userAgent = kDefaultUserAgent;
+    m_bSucceedOnError = m_Options.count(u"SUCCEED_ON_ERROR") != 0 ? 1 : 0;
+    m_bTimedOut = 0;
+    m_bConnectError = 0;
+    m_nFailureError = 0;
+    m_bRangeRequest = 0;
+    m_bLengthKnown = 0;
+    m_nLength = 0;
+
+    SetInternetOption(nullptr, INET_OPTION_MAX_CONNS_PER_SERVER, kMaxConnectionsPerServer);
+    // The preconfigured access type applies the system's proxy settings and ignores the lists
+    // given here, so a proxy the caller names takes effect only with the proxy access type.
+    const uint32_t nAccessType = proxy.empty() ? INET_OPEN_TYPE_PRECONFIG : INET_OPEN_TYPE_PROXY;
+    m_hInternet.Reset(OpenInternetSession(userAgent, nAccessType, proxy, bypass, 0));
+    if (!m_hInternet.IsOpen()) {
+        const uint32_t nError = InternetLastError();
+        log.Log(u"InternetOpen() failed. URL=%s", URL());
+        Fail(nError);
+        return 0;
+    }
+    m_bOpen = 1;
+    for (uint32_t nOption : kTimeoutOptions)
+        SetInternetOption(m_hInternet.Get(), nOption, m_nTimeout);
+
+    if (m_Worker.Start(PRIORITY_NORMAL, 0))
+        m_Worker.WaitForStopOrExit(m_nTimeout);
+    else
+        m_bConnectError = 1;
+
+    // The session's time-outs are the reader's own, so a silent server may be noticed by the
+    // worker a moment before the wait ends: both are the same time-out.
+    if (m_Worker.IsRunning() || (m_bConnectError && m_nFailureError == INET_ERROR_TIMEOUT)) {
+        m_bTimedOut = 1;
+        log.Log(u"ConnectToURL failed, timed out (%d ms), URL=%s", static_cast<int>(m_nTimeout), URL());
+        Close();
+        StoreStatus(CInternetStatus::TimedOut());
+    } else if (m_bConnectError) {
+        log.Log(u"ConnectToURL failed, m_bConnectError=TRUE, URL=%s", URL());
+        Close();
+    } else {
+        m_Worker.Stop(kWorkerStopTimeoutMs);  // it has ended; this only lets go of it
+    }
+    return m_bOpen;
+}
+
+void CInternetReader::Close()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::Close");
+    if (!m_bOpen)
+        return;
+    m_bOpen = 0;
+    m_bConnectError = 0;
+    // Asked first, so that a worker whose call the closing handles cut short sees it at once.
+    m_Worker.SetStopRequest(1);
+    CloseConnectionHandles();
+    m_Worker.Stop(kWorkerStopTimeoutMs);
+    // A worker that was between two passes may have opened new ones meanwhile.
+    CloseConnectionHandles();
+    if (!m_hInternet.Close())
+        log.Log(u"InternetCloseHandle on m_hInternet returns error %u", InternetLastError());
+}
+
+bool CInternetReader::CloseConnectionHandles()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::CloseConnectionHandles");
+    if (!m_hRequest.Close())
+        log.Log(u"InternetCloseHandle on m_hRequest returns error %u", InternetLastError());
+    if (!m_hConnect.Close())
+        log.Log(u"InternetCloseHandle on m_hConnect returns error %u", InternetLastError());
+    return true;
+}
+
+int32_t CInternetReader::Thread()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::Thread");
+    if (!Connect()) {
+        m_bConnectError = 1;
+        return 0;
+    }
+    bool bDone = false;
+    if (m_nScheme == kSchemeHttp || m_nScheme == kSchemeHttps) {
+        bDone = DownloadFromHTTPURL();
+    } else if (m_nScheme == kSchemeFtp) {
+        bDone = DownloadFromFTPURL();
+    } else {
+        log.Log(u"failed, unknown protocol.");
+        Fail(INET_ERROR_UNRECOGNIZED_SCHEME);
+    }
+    if (!bDone)
+        m_bConnectError = 1;
+    return m_bConnectError ? 0 : 1;
+}
+
+bool CInternetReader::Connect()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::Connect");
+    m_hConnect.Close();
+    const CUrl url(URL());
+    if (!AnalyzeURL(url)) {
+        log.Log(u"Failed, can't parse URL");
+        m_bConnectError = 1;
+        return Fail(INET_ERROR_INVALID_URL);
+    }
+    LoadCredentials(url);
+    // HTTP credentials travel in the reader's own Authorization header.
+    const bool bFtp = m_nScheme == kSchemeFtp;
+    const bool bLogIn = bFtp && !m_strUser.empty() && !m_strPassword.empty();
+    m_hConnect.Reset(ConnectInternet(m_hInternet.Get(), url.GetHost(), url.GetPort(), bLogIn ? m_strUser : u"",
+                                     bLogIn ? m_strPassword : u"", bFtp ? INET_SERVICE_FTP : INET_SERVICE_HTTP,
+                                     bFtp ? static_cast<uint32_t>(INET_FLAG_PASSIVE) : 0u));
+    if (!m_hConnect.IsOpen()) {
+        const uint32_t nError = InternetLastError();
+        log.Log(u"Failed to connect, InternetConnect(...) returns error %u", nError);
+        m_bConnectError = 1;
+        Fail(nError);
+    }
+    return m_hConnect.IsOpen();
+}
+
+bool CInternetReader::AnalyzeURL(const CUrl& url)
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::AnalyzeURL");
+    if (!url.IsValid())
+        return false;
+    m_strSite = Format(u"%s:%d", url.GetHost(), static_cast<unsigned>(url.GetPort()));
+    const std::u16string path = url.GetPath();
+    m_strObject = (path.empty() ? path : path.substr(1)) + url.GetExtra();
+    m_nScheme = static_cast<uint32_t>(url.GetSchemeNumber());
+    return true;
+}
+
+// Options first, then the URL, then what the user entered for this site before.
+void CInternetReader::LoadCredentials(const CUrl& url)
+{
+    if (m_Options.count(u"AUTH_USERNAME"))
+        m_strUser = GetOption(u"AUTH_USERNAME");
+    if (m_Options.count(u"AUTH_PASSWORD"))
+        m_strPassword = GetOption(u"AUTH_PASSWORD");
+    if ((m_strUser.empty() || m_strPassword.empty()) && !url.GetUser().empty() && !url.GetPassword().empty()) {
+        m_strUser = url.GetUser();
+        m_strPassword = url.GetPassword();
+    }
+    if (!m_strUser.empty() && !m_strPassword.empty())
+        return;
+    CStoredCredentials::LoadSite(m_strSite, m_strUser, m_strPassword);
+    CStoredCredentials::LoadProxy(m_strSite, m_strProxyUser, m_strProxyPassword);
+}
+
+bool CInternetReader::DownloadFromHTTPURL()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::DownloadFromHTTPURL");
+    CRequestPlan plan = PlanRequest();
+    for (;;) {
+        // Servers may redirect for ever; Close must still be able to end the worker.
+        if (m_Worker.IsStopRequested())
+            return Fail(INET_ERROR_OPERATION_CANCELLED);
+        if (!OpenRequest(plan, log) || !AddRequestHeaders(plan, log))
+            return false;
+        bool bRepeat = false;
+        uint32_t nSendError = 0;
+        const bool bSent = SendRequest(plan, bRepeat, nSendError, log);
+        if (bSent)
+            StoreStatus(CInternetStatus::Describe(m_hRequest.Get(), true, nSendError));
+        else
+            Fail(nSendError);
+        CVerdict verdict = bSent ? JudgeStatus(plan) : CVerdict();
+        if (bRepeat || verdict.bRepeat) {
+            log.Log(u"Retry needed, trying again...");
+            m_hRequest.Close();
+            if (!verdict.redirectTarget.empty()) {
+                SetURL(verdict.redirectTarget);
+                if (!Connect()) {
+                    log.Log(u"Failed to connect to redirect URL");
+                    return false;
+                }
+            }
+            continue;
+        }
+        if (!verdict.bOk) {
+            log.Log(u"Failed (header status code: %d)", Status().Code());
+            if (!m_bSucceedOnError)
+                return false;
+        }
+        TakeResponseLength();
+        log.Log(u"Success");
+        return true;
+    }
+}
+
+CInternetReader::CRequestPlan CInternetReader::PlanRequest() const
+{
+    CRequestPlan plan;
+    plan.verb = GetOption(u"HTTPREQUEST_TYPE");
+    if (plan.verb.empty())
+        plan.verb = u"GET";
+    if (!GetOptionFlag(u"NO_COOKIE"))
+        plan.cookie = SharedCookie(URL());
+    plan.nReloadFlag = GetOptionFlag(u"USE_CACHE") ? 0u : static_cast<uint32_t>(INET_FLAG_RELOAD);
+    plan.nNeedFileFlag = m_nScheme == kSchemeHttps ? 0u : static_cast<uint32_t>(INET_FLAG_NEED_FILE);
+    plan.extraHeaders = GetOption(u"INFO_HEADERS");
+    plan.nRangeStart = CDecimalText::ToInt32(GetOption(u"RANGE_START"));
+    plan.rangeFinish = GetOption(u"RANGE_FINISH");
+    return plan;
+}
+
+bool CInternetReader::OpenRequest(const CRequestPlan& plan, CFunctionLog& log)
+{
+    uint32_t nFlags = kRequestFlags | plan.nNeedFileFlag | plan.nReloadFlag;
+    // The cookie the application handed over replaces whatever the session would send.
+    if (!plan.cookie.empty())
+        nFlags |= INET_FLAG_NO_COOKIES;
+    if (m_nScheme == kSchemeHttps)
+        nFlags |= INET_FLAG_SECURE;
+    m_hRequest.Reset(OpenHttpRequest(m_hConnect.Get(), plan.verb, m_strObject, u"HTTP/1.1", u"", u"*/*", nFlags));
+    if (m_hRequest.IsOpen())
+        return true;
+    const uint32_t nError = InternetLastError();
+    log.Log(u"Failed, HttpOpenRequest returns error %u", nError);
+    return Fail(nError);
+}
+
+bool CInternetReader::AddHeader(const std::u16string& header, const char16_t* pszFailure, CFunctionLog& log)
+{
+    if (AddHttpRequestHeaders(m_hRequest.Get(), header, kAddOrReplace))
+        return true;
+    const uint32_t nError = InternetLastError();
+    log.Log(pszFailure, nError);
+    return Fail(nError);
+}
+
+bool CInternetReader::AddRequestHeaders(const CRequestPlan& plan, CFunctionLog& log)
+{
+    if (!plan.extraHeaders.empty() &&
+        !AddHeader(plan.extraHeaders, u"Failed, HttpAddRequestHeaders returns error %u", log))
+        return false;
+    if (URL().find(kFlashVideoHost) != std::u16string::npos)
+        AddHttpRequestHeaders(m_hRequest.Get(), u"x-flash-version: 10,0,22,87\r\n", kAddOrReplace);
+    if (!plan.cookie.empty() &&
+        !AddHeader(u"Cookie: " + plan.cookie + u"\r\n", u"Failed adding cookies, HttpAddRequestHeaders returns error %u",
+                   log))
+        return false;
+    if (!m_strUser.empty() && !m_strPassword.empty() &&
+        !AddHeader(u"Authorization: Basic " + BasicCredentials(m_strUser, m_strPassword) + u"\r\n",
+                   u"Failed adding username/password, HttpAddRequestHeaders returns error %u", log))
+        return false;
+    if (!m_strProxyUser.empty() && !m_strProxyPassword.empty() &&
+        !AddHeader(u"Proxy-Authorization: Basic " + BasicCredentials(m_strProxyUser, m_strProxyPassword) +
+                       u"\r\nProxy-Connection: Keep-Alive\r\n",
+                   u"Failed adding username/password proxy, HttpAddRequestHeaders returns error %u", log))
+        return false;
+    if (plan.nRangeStart != 0) {
+        m_bRangeRequest = 1;
+        if (!AddHeader(Format(u"Range: bytes=%d-%s\r\n", plan.nRangeStart, plan.rangeFinish),
+                       u"Failed adding range request headers, HttpAddRequestHeaders returns error %u", log))
+            return false;
+    }
+    return true;
+}
+
+bool CInternetReader::SendRequest(CRequestPlan& plan, bool& bRepeat, uint32_t& nError, CFunctionLog& log)
+{
+    const InternetHandle hRequest = m_hRequest.Get();
+    bool bSent = false;
+    if (plan.verb == u"GET") {
+        if (!AddHttpRequestHeaders(hRequest, u"Icy-MetaData: 1\r\n", kAddOrReplace))
+            log.Log(u"Failed adding Icy-Metadata headers, HttpAddRequestHeaders returns error %u",
+                    InternetLastError());
+        bSent = SendHttpRequest(hRequest, u"", nullptr, 0);
+    } else {
+        bSent = SendHttpRequest(hRequest, u"", m_pPostData, m_nPostDataLength);
+        // Only requests other than GET go on past a certificate from an unknown authority.
+        if (!bSent && InternetLastError() == INET_ERROR_INVALID_CA) {
+            uint32_t nSecurityFlags = 0;
+            QueryInternetOption(hRequest, INET_OPTION_SECURITY_FLAGS, nSecurityFlags);
+            SetInternetOption(hRequest, INET_OPTION_SECURITY_FLAGS,
+                              nSecurityFlags | INET_SECURITY_FLAG_IGNORE_UNKNOWN_CA);
+            bSent = SendHttpRequest(hRequest, u"", m_pPostData, m_nPostDataLength);
+        }
+    }
+    nError = InternetLastError();
+    if (!bSent) {
+        log.Log(u"HttpSendRequest error: %d", static_cast<int>(nError));
+        if (nError == INET_ERROR_UNABLE_TO_CACHE_FILE && plan.nNeedFileFlag != 0) {
+            plan.nNeedFileFlag = 0;
+            bRepeat = true;
+        }
+    }
+    return bSent;
+}
+
+CInternetReader::CVerdict CInternetReader::JudgeStatus(CRequestPlan& plan)
+{
+    CVerdict verdict;
+    const int32_t nCode = Status().Code();
+    if (IsSuccessStatus(nCode)) {
+        verdict.bOk = true;
+        return verdict;
+    }
+    switch (nCode) {
+    case 301:
+    case 302:
+    case 303: {
+        const std::u16string location = CResponseHeaders::Lookup(m_hRequest.Get(), u"Location");
+        if (!location.empty() && !GetOptionFlag(u"NO_REDIRECT")) {
+            verdict.bRepeat = true;
+            verdict.redirectTarget = CRedirectTarget::Resolve(URL(), location);
+        }
+        break;
+    }
+    case 401:
+        verdict.bRepeat = AnswerAuthenticationChallenge();
+        break;
+    case 501:
+        if (plan.verb == u"HEAD") {
+            plan.verb = u"GET";
+            verdict.bOk = true;
+            verdict.bRepeat = true;
+        }
+        break;
+    default:
+        break;
+    }
+    return verdict;
+}
+
+// The host's prompt first; without a host, the system's own dialog. Whatever the user entered
+// answers the next pass through the connection and is kept for the site's next time.
+bool CInternetReader::AnswerAuthenticationChallenge()
+{
+    std::u16string user, password;
+    switch (CHostCallbacks::PromptCredentials(m_strSite, URL(), user, password)) {
+    case EPromptAnswer::Cancelled:
+        return false;
+    case EPromptAnswer::Retry:
+        SetInternetOptionText(m_hConnect.Get(), INET_OPTION_USERNAME, user);
+        SetInternetOptionText(m_hConnect.Get(), INET_OPTION_PASSWORD, password);
+        break;
+    case EPromptAnswer::NoHost:
+        if (ShowInternetErrorDialog(m_hRequest.Get(), INET_ERROR_INCORRECT_PASSWORD, kCredentialDialogFlags) !=
+            INET_ERROR_FORCE_RETRY)
+            return false;
+        break;
+    }
+    std::u16string enteredUser, enteredPassword;
+    QueryInternetOptionText(m_hConnect.Get(), INET_OPTION_USERNAME, enteredUser);
+    QueryInternetOptionText(m_hConnect.Get(), INET_OPTION_PASSWORD, enteredPassword);
+    if (!enteredUser.empty() && !enteredPassword.empty())
+        CStoredCredentials::SaveSite(m_strSite, enteredUser, enteredPassword);
+    m_hRequest.Close();
+    return true;
+}
+
+void CInternetReader::TakeResponseLength()
+{
+    const std::u16string headers = CResponseHeaders::Lookup(m_hRequest.Get(), u"AllHeaders");
+    const std::u16string contentLength = CResponseHeaders::Lookup(m_hRequest.Get(), u"ContentLength");
+    if (contentLength.empty()) {
+        m_nLength = -1;
+    } else {
+        m_nLength = CDecimalText::ToInt32(contentLength);
+        m_bLengthKnown = 1;
+    }
+    if (m_nLength == 0 && !headers.empty())
+        IntegrityCheckLength(headers, m_nLength);
+}
+
+bool CInternetReader::DownloadFromFTPURL()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::DownloadFromFTPURL");
+    SendFtpCommand(m_hConnect.Get(), u"TYPE I");
+    // SIZE names the file from the server's root, the retrieval from the login folder.
+    if (SendFtpCommand(m_hConnect.Get(), u"SIZE /" + m_strObject)) {
+        uint32_t nReplyCode = 0;
+        std::u16string reply;
+        GetInternetLastResponse(nReplyCode, reply);
+        reply.resize(std::min(reply.size(), kFtpReplyCharacters - 1));
+        const size_t sizeReply = reply.find(u"213 ");
+        if (sizeReply != std::u16string::npos)
+            m_nLength = CDecimalText::ToInt32(reply.substr(sizeReply + 4));
+    }
+    m_hRequest.Reset(OpenFtpFile(m_hConnect.Get(), m_strObject, INET_GENERIC_READ, INET_FTP_TRANSFER_TYPE_BINARY));
+    if (m_hRequest.IsOpen())
+        return true;
+    const uint32_t nError = InternetLastError();
+    log.Log(u"failed, FtpOpenFile returns error %u", nError);
+    return Fail(nError);
+}
+
+uint32_t CInternetReader::Read(void* pBuffer, uint32_t nCount)
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::Read");
+    if (!m_hRequest.IsOpen())
+        return 0;
+    if (m_bLengthKnown && m_nLength >= 0) {
+        const int64_t nLeft = std::max<int64_t>(0, m_nLength - GetPosition());
+        if (nLeft < nCount) {
+            log.Log(u"nBytes was %d, capped at %d, m_nLength=%d", static_cast<int>(nCount), static_cast<int>(nLeft),
+                    m_nLength);
+            nCount = static_cast<uint32_t>(nLeft);
+        }
+    }
+    auto* pBytes = static_cast<unsigned char*>(pBuffer);
+    uint32_t nTotal = 0;
+    while (nTotal < nCount) {
+        uint32_t nRead = 0;
+        if (!ReadInternetFile(m_hRequest.Get(), pBytes + nTotal, nCount - nTotal, nRead)) {
+            log.Log(u"InternetReadFile returned false, GetLastError=%d", static_cast<int>(InternetLastError()));
+            m_hRequest.Close();
+            break;
+        }
+        if (nRead == 0) {
+            log.Log(u"InternetReadFile returned true with zero bytes read: EOF");
+            break;
+        }
+        nTotal += nRead;
+        if (nTotal < nCount)
+            YieldThread();
+    }
+    return nTotal;
+}
+
+uint32_t CInternetReader::Write(const void*, uint32_t)
+{
+    return 0;
+}
+
+int64_t CInternetReader::GetLength()
+{
+    return m_nLength;
+}
+
+int64_t CInternetReader::GetPosition()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::GetPosition");
+    if (!m_bLengthKnown)
+        return -1;
+    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), 0, INET_FILE_CURRENT);
+    return nPosition < 0 ? -1 : nPosition;
+}
+
+// Moves are 32-bit, as the length is.
+int64_t CInternetReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::SetPosition");
+    if (!m_bLengthKnown)
+        return -1;
+    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), static_cast<int32_t>(nOffset), nOrigin);
+    return nPosition < 0 ? -1 : nPosition;
+}
+
+ZUBOOL CInternetReader::SetEndOfFile()
+{
+    return 0;
+}
+
+ZUBOOL CInternetReader::IsLengthUnknown()
+{
+    return GetLength() < 1 ? 1 : 0;
+}
+
+ZUBOOL CInternetReader::IsRemote()
+{
+    return 1;
+}
+
+ZUBOOL CInternetReader::IsOpen()
+{
+    return m_bOpen;
+}
+
+ZUBOOL CInternetReader::IsReadOnly()
+{
+    return 1;
+}
+
+ZUBSTR CInternetReader::GetInfo(const ZUCHAR* pszName)
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::GetInfo");
+    const std::u16string name = pszName ? reinterpret_cast<const char16_t*>(pszName) : u"";
+    std::u16string value;
+    if (name == u"Location") {
+        value = URL();
+    } else if (name == u"Error") {
+        const int32_t nCode = Status().Code();
+        value = IsSuccessStatus(nCode) ? u"0" : nCode == CInternetStatus::kNoNetwork ? u"1" : nCode == 404 ? u"2" : u"3";
+    } else if (name == u"StatusCode") {
+        value = Format(u"%d", Status().Code());
+    } else if (name == u"StatusText") {
+        value = Status().Text();
+    } else if (m_hRequest.IsOpen()) {
+        value = CResponseHeaders::Lookup(m_hRequest.Get(), name);
+    }
+    return AllocSystemString(value);
+}
+
+bool CInternetReader::IsSuccessStatus(int32_t nCode) const
+{
+    return nCode == (m_bRangeRequest ? 206 : 200);
+}
+
+// Records why the request failed, for GetInfo.
+bool CInternetReader::Fail(uint32_t nError)
+{
+    m_nFailureError = nError;
+    StoreStatus(CInternetStatus::Describe(nullptr, false, nError));
+    return false;
+}
+
+// Once Open has given up waiting, the time-out is the reason, whatever the worker meets after.
+void CInternetReader::StoreStatus(const CInternetStatus& status)
+{
+    const CInternetStatus stored = m_bTimedOut ? CInternetStatus::TimedOut() : status;
+    std::lock_guard<std::mutex> lock(m_Lock);
+    m_nStatusCode = stored.Code();
+    m_strStatusText = stored.Text();
+}
+
+CInternetStatus CInternetReader::Status() const
+{
+    std::lock_guard<std::mutex> lock(m_Lock);
+    return CInternetStatus(m_nStatusCode, m_strStatusText);
+}
+
+std::u16string CInternetReader::URL() const
+{
+    std::lock_guard<std::mutex> lock(m_Lock);
+    return m_strURL;
+}
+
+void CInternetReader::SetURL(const std::u16string& url)
+{
+    std::lock_guard<std::mutex> lock(m_Lock);
+    m_strURL = url;
+}

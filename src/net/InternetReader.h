@@ -1,0 +1,119 @@
+// CInternetReader: a VReader over an HTTP, HTTPS or FTP resource. Open starts a worker that
+// connects and sends the request (following redirects, answering authentication challenges,
+// retrying what can be retried) and waits for it up to the time-out; Read then pulls the body
+// straight from the open request on the caller's thread. After a failed Open, GetInfo's "Error",
+// "StatusCode" and "StatusText" tell why.
+#pragma once
+
+#include <zureader/Reader.h>
+
+#include "net/FunctionThread.h"
+#include "net/InternetStatus.h"
+#include "platform/Internet.h"
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+class CUrl;
+namespace zu {
+class CFunctionLog;
+}
+
+class CInternetReader : public VReader {
+public:
+    explicit CInternetReader(const ZUCHAR* pszURL);
+    ~CInternetReader() override;
+
+    ZUBOOL Open() override;
+    void Close() override;
+    uint32_t Read(void* pBuffer, uint32_t nCount) override;
+    uint32_t Write(const void* pBuffer, uint32_t nCount) override;
+    int64_t GetLength() override;
+    int64_t GetPosition() override;
+    int64_t SetPosition(int64_t nOffset, uint32_t nOrigin) override;
+    ZUBOOL SetEndOfFile() override;
+    ZUBOOL IsLengthUnknown() override;
+    ZUBOOL IsRemote() override;
+    ZUBOOL IsOpen() override;
+    ZUBOOL IsReadOnly() override;
+    ZUBSTR GetInfo(const ZUCHAR* pszName) override;
+
+    // How long Close waits for a worker to end before it kills it.
+    static constexpr int32_t kWorkerStopTimeoutMs = 5000;
+    // The host whose URLs get an "x-flash-version" header: its player refuses requests without.
+    static const char16_t* const kFlashVideoHost;
+
+private:
+    // What the HTTP request loop keeps from pass to pass.
+    struct CRequestPlan {
+        std::u16string verb;
+        std::u16string cookie;
+        uint32_t nReloadFlag = 0;
+        uint32_t nNeedFileFlag = 0;
+        std::u16string extraHeaders;
+        int32_t nRangeStart = 0;
+        std::u16string rangeFinish;
+    };
+
+    // How the server's answer to one pass was judged.
+    struct CVerdict {
+        bool bOk = false;
+        bool bRepeat = false;
+        std::u16string redirectTarget;
+    };
+
+    // Worker side.
+    int32_t Thread();
+    bool Connect();
+    bool AnalyzeURL(const CUrl& url);
+    void LoadCredentials(const CUrl& url);
+    bool DownloadFromHTTPURL();
+    bool DownloadFromFTPURL();
+
+    // The HTTP request loop's steps.
+    CRequestPlan PlanRequest() const;
+    bool OpenRequest(const CRequestPlan& plan, zu::CFunctionLog& log);
+    bool AddRequestHeaders(const CRequestPlan& plan, zu::CFunctionLog& log);
+    bool AddHeader(const std::u16string& header, const char16_t* pszFailure, zu::CFunctionLog& log);
+    bool SendRequest(CRequestPlan& plan, bool& bRepeat, uint32_t& nError, zu::CFunctionLog& log);
+    CVerdict JudgeStatus(CRequestPlan& plan);
+    bool AnswerAuthenticationChallenge();
+    void TakeResponseLength();
+
+    // Both sides.
+    bool CloseConnectionHandles();
+    bool Fail(uint32_t nError);
+    void StoreStatus(const CInternetStatus& status);
+    CInternetStatus Status() const;
+    std::u16string URL() const;
+    void SetURL(const std::u16string& url);
+    bool IsSuccessStatus(int32_t nCode) const;
+
+    CFunctionThread m_Worker;
+    std::u16string m_strURL;
+    zu::platform::CInternetHandle m_hInternet;
+    zu::platform::CInternetHandle m_hConnect;
+    zu::platform::CInternetHandle m_hRequest;
+    int32_t m_nLength = 0;
+    uint32_t m_nScheme = 0;
+    std::u16string m_strObject;
+    std::u16string m_strSite;
+    std::u16string m_strUser;
+    std::u16string m_strPassword;
+    std::u16string m_strProxyUser;
+    std::u16string m_strProxyPassword;
+    ZUBOOL m_bRangeRequest = 0;
+    ZUBOOL m_bLengthKnown = 0;
+    ZUBOOL m_bSucceedOnError = 0;
+    // Written by one side while the other may read them, when Open gives up on a worker.
+    std::atomic<ZUBOOL> m_bTimedOut{0};
+    std::atomic<ZUBOOL> m_bConnectError{0};
+    std::atomic<uint32_t> m_nFailureError{0};  // the error that ended the worker's request
+    int32_t m_nStatusCode = 0;
+    std::u16string m_strStatusText;
+    // Guards the URL and the status, which a worker that Open gave up on may still change. Held
+    // only for copies, never across a call that can block, so a killed worker never holds it.
+    mutable std::mutex m_Lock;
+};
