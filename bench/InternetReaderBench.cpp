@@ -19,6 +19,7 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -49,7 +50,8 @@ public:
         std::string path = portsFile;
         if (path.empty()) {
             char folder[] = "/tmp/zu-bench-servers-XXXXXX";
-            if (!mkdtemp(folder))
+            // Open to others: squid started by root runs as an account of its own.
+            if (!mkdtemp(folder) || chmod(folder, 0755) != 0)
                 return;
             m_Folder = folder;
             const std::string command = "bash '" ZU_SOURCE_DIR "/tests/servers/start.sh' '" + m_Folder + "' >/dev/null";
