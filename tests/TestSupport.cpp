@@ -83,6 +83,13 @@ std::string Utf8(const std::u16string& text)
     return zu::platform::Utf8FromUtf16(text);
 }
 
+std::string ReadUpTo(VReader& reader, uint32_t nCount)
+{
+    std::string bytes(nCount, '\0');
+    bytes.resize(reader.Read(bytes.data(), nCount));
+    return bytes;
+}
+
 std::u16string Info(VReader& reader, const std::u16string& name)
 {
     ZUBSTR bstr = reader.GetInfo(Z(name));

@@ -54,6 +54,9 @@ struct CReaderDelete {
 };
 using CReaderPtr = std::unique_ptr<VReader, CReaderDelete>;
 
+// One Read of up to nCount bytes, as text of the length delivered.
+std::string ReadUpTo(VReader& reader, uint32_t nCount);
+
 // GetInfo's answer as text, with the system string freed.
 std::u16string Info(VReader& reader, const std::u16string& name);
 

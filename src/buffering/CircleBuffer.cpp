@@ -100,23 +100,22 @@ uint32_t CCircleBuffer::Advanced(uint32_t nIndex, uint64_t nCount) const
 uint32_t CCircleBuffer::GetUsed(bool bRelease)
 {
     Lock();
-    const uint32_t nUsed = UsedLocked();
-    if (bRelease || !m_bLocking)
-        Unlock();
-    else
-        ++m_nQueryHolds;
-    return nUsed;
+    return EndQuery(UsedLocked(), bRelease);
 }
 
 uint32_t CCircleBuffer::GetFree(bool bRelease)
 {
     Lock();
-    const uint32_t nFree = FreeLocked();
+    return EndQuery(FreeLocked(), bRelease);
+}
+
+uint32_t CCircleBuffer::EndQuery(uint32_t nAnswer, bool bRelease)
+{
     if (bRelease || !m_bLocking)
         Unlock();
     else
         ++m_nQueryHolds;
-    return nFree;
+    return nAnswer;
 }
 
 void CCircleBuffer::CopyOut(unsigned char* pDestination, uint32_t nStart, uint32_t nCount) const

@@ -58,6 +58,8 @@ public:
 private:
     void Lock();
     void Unlock();
+    // Gives back the query's lock, or keeps it for the transfer that follows.
+    uint32_t EndQuery(uint32_t nAnswer, bool bRelease);
     // Gives back the transfer's own lock and the one a preceding query kept.
     void EndTransfer();
     uint32_t UsedLocked() const;

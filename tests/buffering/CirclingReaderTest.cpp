@@ -26,12 +26,7 @@ protected:
     }
     void TearDown() override { CLog::Get()->RemoveListener(m_nListener); }
 
-    std::string ReadBytes(uint32_t nCount)
-    {
-        std::string bytes(nCount, '\0');
-        bytes.resize(m_pReader->Read(bytes.data(), nCount));
-        return bytes;
-    }
+    std::string ReadBytes(uint32_t nCount) { return ReadUpTo(*m_pReader, nCount); }
 
     // How many logged lines carry the text.
     int LoggedLines(const std::u16string& text)

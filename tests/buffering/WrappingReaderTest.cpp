@@ -10,13 +10,6 @@ using namespace zutest;
 
 namespace {
 
-std::string ReadBytes(VReader& reader, uint32_t nCount)
-{
-    std::string bytes(nCount, '\0');
-    bytes.resize(reader.Read(bytes.data(), nCount));
-    return bytes;
-}
-
 // A memory reader that reports its own destruction.
 class CWatchedReader : public CMemoryReader {
 public:
@@ -50,7 +43,7 @@ TEST(WrappingReaderTest, OperationsAndSettersReachTheChild)
     EXPECT_EQ(wrapper.IsLengthUnknown(), 0);
     EXPECT_EQ(wrapper.IsRemote(), 0);
     EXPECT_EQ(wrapper.SetPosition(-100, ZU_SEEK_END), 900);
-    EXPECT_EQ(ReadBytes(wrapper, 50), bytes.substr(900, 50));
+    EXPECT_EQ(ReadUpTo(wrapper, 50), bytes.substr(900, 50));
     EXPECT_EQ(wrapper.GetPosition(), 950);
     EXPECT_EQ(pChild->GetPosition(), 950) << "positions are the child's own";
     EXPECT_EQ(Info(wrapper, u"Location"), u"");

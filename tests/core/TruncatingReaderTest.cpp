@@ -8,13 +8,6 @@ using namespace zutest;
 
 namespace {
 
-std::string ReadBytes(VReader& reader, uint32_t nCount)
-{
-    std::string bytes(nCount, '\0');
-    bytes.resize(reader.Read(bytes.data(), nCount));
-    return bytes;
-}
-
 // A sparse file of that length: nothing is written, so 4 GiB cost no disk.
 void MakeFileOfLength(const std::u16string& path, int64_t nLength)
 {
@@ -45,12 +38,12 @@ TEST(TruncatingReaderTest, EachReadAndTheLengthStopAtTheLimitButSeeksDoNot)
     ASSERT_EQ(reader->Open(), 1);
     EXPECT_EQ(pInner->IsReadOnly(), 1) << "options reach the inner reader";
     EXPECT_EQ(reader->GetLength(), 100);
-    EXPECT_EQ(ReadBytes(*reader, 4096), bytes.substr(0, 100));
-    EXPECT_EQ(ReadBytes(*reader, 4096), bytes.substr(100, 100)) << "no count is kept across reads";
+    EXPECT_EQ(ReadUpTo(*reader, 4096), bytes.substr(0, 100));
+    EXPECT_EQ(ReadUpTo(*reader, 4096), bytes.substr(100, 100)) << "no count is kept across reads";
     EXPECT_EQ(reader->GetPosition(), 200);
     EXPECT_EQ(reader->SetPosition(950, ZU_SEEK_BEGIN), 950) << "seeks are not limited";
-    EXPECT_EQ(ReadBytes(*reader, 4096), bytes.substr(950));
-    EXPECT_EQ(ReadBytes(*reader, 30), "") << "the inner end still ends reads";
+    EXPECT_EQ(ReadUpTo(*reader, 4096), bytes.substr(950));
+    EXPECT_EQ(ReadUpTo(*reader, 30), "") << "the inner end still ends reads";
     reader->Close();
     EXPECT_EQ(pInner->IsOpen(), 0);
 }
