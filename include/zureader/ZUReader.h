@@ -15,6 +15,11 @@ ZUREADER_API VReader* GetLocalReader(const ZUCHAR* pszPath);
 // "StatusText" tell why. The URL is not checked here. Null only when memory is exhausted.
 ZUREADER_API VReader* GetInternetReader(const ZUCHAR* pszURL);
 
+// The reader for any location: a local file reader when it holds no "://", otherwise an Internet
+// reader for the URL. The media server's qxsp:// and m01p:// addresses become http:// on port 8931
+// unless they name a port. Null for a URL that cannot be parsed, or when memory is exhausted.
+ZUREADER_API VReader* GetGenericReader(const ZUCHAR* pszLocation);
+
 // A read-only reader (type 11) over nLength bytes at pData, open from the start. With bCopy non-zero
 // it reads a copy of its own; with bCopy 0 it reads the caller's bytes, which must stay valid and
 // unchanged until the reader is deleted. A null pointer or a length below 1 gives an empty reader.

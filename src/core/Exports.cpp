@@ -6,6 +6,7 @@
 #include "core/LocalReader.h"
 #include "core/MemoryReader.h"
 #include "core/TruncatingReader.h"
+#include "core/Url.h"
 #include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
 #include "net/InternetReader.h"
@@ -13,10 +14,14 @@
 #include <atomic>
 #include <memory>
 #include <new>
+#include <string>
 
 namespace {
 
 constexpr char16_t kModuleName[] = u"ZUReader";
+
+// Where the application's media server listens when its address names no port.
+constexpr uint16_t kMediaServerPort = 8931;
 
 // Changed by the host's one start-up thread; atomic only so sanitizers need not reason about it.
 std::atomic<int> g_nStartupCount{0};
@@ -34,6 +39,26 @@ VReader* GetLocalReader(const ZUCHAR* pszPath)
 VReader* GetInternetReader(const ZUCHAR* pszURL)
 {
     return new (std::nothrow) CInternetReader(pszURL);
+}
+
+VReader* GetGenericReader(const ZUCHAR* pszLocation)
+{
+    const std::u16string location = pszLocation ? reinterpret_cast<const char16_t*>(pszLocation) : u"";
+    if (location.find(u"://") == std::u16string::npos)
+        return GetLocalReader(pszLocation);
+    CUrl url;
+    if (!url.Parse(location))
+        return nullptr;
+    // Only the media server's own lower-case scheme words are rewritten; anything else, QXSP
+    // included, is the Internet reader's to accept or refuse.
+    const std::u16string scheme = url.GetScheme();
+    if (scheme != u"qxsp" && scheme != u"m01p")
+        return GetInternetReader(pszLocation);
+    if (url.GetPort() == 0)
+        url.SetPort(kMediaServerPort);
+    url.SetScheme(u"http");
+    const std::u16string rewritten = url.Rebuild();
+    return GetInternetReader(reinterpret_cast<const ZUCHAR*>(rewritten.c_str()));
 }
 
 VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL bCopy)

@@ -11,9 +11,9 @@ std::u16string TakeInfo(ZUBSTR bstr)
 
 CReaderPtr MakeReader(const std::u16string& location)
 {
-    CReaderPtr pReader(GetLocalReader(Z(location)));
+    CReaderPtr pReader(GetGenericReader(Z(location)));
     // The host only ever reads its sources; never ask for write access to a user's file.
-    if (pReader)
+    if (pReader && pReader->GetType() == ZU_READER_LOCAL)
         pReader->SetOption(Z(u"READ_ONLY"), Z(u"1"));
     return pReader;
 }
