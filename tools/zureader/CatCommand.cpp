@@ -1,12 +1,15 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "OutputSink.h"
 #include "Progress.h"
 #include "ReaderPtr.h"
 #include "ReaderSetup.h"
 
+#include "buffering/CirclingReader.h"
 #include "platform/Console.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,84 +17,133 @@ namespace zucli {
 namespace {
 
 constexpr uint32_t kChunk = 1 << 20;
+constexpr char16_t kBuffered[] = u"--buffered";
+constexpr char16_t kLoop[] = u"--loop";
+constexpr char16_t kTruncate[] = u"--truncate";
 
 const char kCatHelp[] =
-    "usage: zureader cat LOCATION [-o FILE] [--option KEY=VALUE]... [--timeout MS] [--data TEXT]\n"
+    "usage: zureader cat LOCATION [-o FILE] [--buffered] [--loop] [--truncate BYTES]\n"
+    "                    [--option KEY=VALUE]... [--timeout MS] [--data TEXT]\n"
     "\n"
     "Copies everything the library reads from LOCATION (a file name, or an http, https or ftp URL)\n"
     "to standard output, or to FILE with -o. A progress bar is drawn on standard error when it is a\n"
     "terminal and the data goes elsewhere.\n"
+    "\n"
+    "  --buffered        read through the read-ahead reader: a worker reads LOCATION ahead of the\n"
+    "                    copy into an 8 MiB buffer\n"
+    "  --loop            go back to where reading began each time LOCATION ends, for ever: stop it\n"
+    "                    with --truncate, an interrupt (Ctrl-C) or by closing the output. LOCATION\n"
+    "                    must have a known length (a live stream is refused)\n"
+    "  --truncate BYTES  copy no more than BYTES bytes\n"
+    "\n"
+    "The readers stack in the order above: the read-ahead reader over LOCATION, the loop over it,\n"
+    "the cut outermost. So --loop --truncate N gives N bytes of LOCATION repeated, and with\n"
+    "--buffered a LOCATION that fits the buffer is fetched once however often it loops.\n"
     "\n";
 
-// Where the bytes go: standard output, or a file written through the library's own file reader.
-class CSink {
-public:
-    bool OpenFile(const std::u16string& path)
-    {
-        m_pFile.reset(GetLocalReader(Z(path)));
-        return m_pFile && m_pFile->Create();
-    }
+// What the decorating switches ask for, and the loop once it is made.
+struct CDecorators {
+    bool bBuffered = false;
+    bool bLoop = false;
+    bool bTruncate = false;
+    int64_t nLimit = 0;
+    VCirclingReader* pLoop = nullptr;
 
-    bool Write(const unsigned char* pData, uint32_t nCount)
+    CReaderPtr Wrap(CReaderPtr pReader)
     {
-        if (m_pFile)
-            return m_pFile->Write(pData, nCount) == nCount;
-        return std::fwrite(pData, 1, nCount, stdout) == nCount;
-    }
-
-    bool Finish()
-    {
-        if (m_pFile) {
-            m_pFile->Close();
-            return true;
+        if (pReader && bBuffered)
+            pReader = MakeReadAhead(std::move(pReader));
+        if (pReader && bLoop) {
+            pReader.reset(GetCirclingReader(pReader.release()));
+            pLoop = static_cast<VCirclingReader*>(pReader.get());
         }
-        return std::fflush(stdout) == 0;
+        if (pReader && bTruncate)
+            pReader.reset(GetTruncatingReader(pReader.release(), nLimit));
+        return pReader;
     }
 
-private:
-    CReaderPtr m_pFile;
+    // The bytes the copy will give, -1 when it cannot tell.
+    int64_t ExpectedBytes(VReader& reader) const
+    {
+        int64_t nTotal = bLoop || reader.IsLengthUnknown() ? -1 : reader.GetLength();
+        if (bTruncate && (nTotal < 0 || nTotal > nLimit))
+            nTotal = nLimit;
+        return nTotal;
+    }
 };
+
+bool ParseDecorators(const CCommandLine& line, CDecorators& decorators, std::string& error)
+{
+    decorators.bBuffered = line.Has(kBuffered);
+    decorators.bLoop = line.Has(kLoop);
+    decorators.bTruncate = line.Has(kTruncate);
+    uint64_t nLimit = 0;
+    if (decorators.bTruncate && !ParseCount(line.Value(kTruncate), INT64_MAX, nLimit)) {
+        error = "--truncate takes a number of bytes, not " + ToUtf8(line.Value(kTruncate));
+        return false;
+    }
+    decorators.nLimit = static_cast<int64_t>(nLimit);
+    return true;
+}
+
+// The loop turns at the source's end back to where the source was opened (a range's start).
+bool StartLoop(VReader& reader, VCirclingReader& loop)
+{
+    if (reader.IsLengthUnknown())
+        return false;
+    loop.SetRestartPosition(std::max<int64_t>(loop.GetPosition(), 0));
+    loop.SetCircling(true);
+    return true;
+}
 
 }  // namespace
 
 int RunCat(const CArguments& arguments)
 {
-    const CCommandLine line = CReaderSetup::CommandLine(arguments, {u"-o", u"--output"});
+    const CCommandLine line =
+        CReaderSetup::CommandLine(arguments, {u"-o", u"--output", kTruncate}, {kBuffered, kLoop});
     int nStatus = 0;
     CReaderSetup setup;
     if (!setup.Prepare(line, "cat", kCatHelp, nStatus))
         return nStatus;
+    CDecorators decorators;
+    std::string error;
+    if (!ParseDecorators(line, decorators, error))
+        return Fail(error + " (see zureader cat --help)");
 
     const std::u16string location = line.Positional()[0];
     std::u16string output = line.Value(u"-o");
     if (output.empty())
         output = line.Value(u"--output");
 
-    std::string failure;
-    CReaderPtr pReader = setup.Open(location, failure);
+    CReaderPtr pReader =
+        setup.Open(location, error, [&](CReaderPtr pSource) { return decorators.Wrap(std::move(pSource)); });
     if (!pReader)
-        return Fail(failure);
+        return Fail(error);
+    if (decorators.pLoop && !StartLoop(*pReader, *decorators.pLoop))
+        return Fail("cannot loop " + ToUtf8(location) + ": its length is unknown (a live stream?)");
 
-    CSink sink;
-    if (!output.empty() && !sink.OpenFile(output))
+    COutputSink sink;
+    if (!sink.Open(output))
         return Fail("cannot create " + ToUtf8(output));
-    if (output.empty())
-        zu::platform::SetBinaryMode(stdout);
 
     const bool bWatched = zu::platform::IsTerminal(2) && (!output.empty() || !zu::platform::IsTerminal(1));
-    CProgress progress(bWatched, pReader->IsLengthUnknown() ? -1 : pReader->GetLength());
+    CProgress progress(bWatched, decorators.ExpectedBytes(*pReader));
+    // The cut reader limits each read, not the sum: the count of what is left is ours to keep.
+    int64_t nLeft = decorators.bTruncate ? decorators.nLimit : INT64_MAX;
     std::vector<unsigned char> buffer(kChunk);
-    for (;;) {
-        const uint32_t nRead = pReader->Read(buffer.data(), kChunk);
+    while (nLeft > 0) {
+        const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
         if (nRead == 0)
             break;
         if (!sink.Write(buffer.data(), nRead))
-            return Fail("cannot write " + (output.empty() ? std::string("standard output") : ToUtf8(output)));
+            return Fail("cannot write " + sink.Name());
+        nLeft -= nRead;
         progress.Advance(nRead);
     }
     progress.Finish();
     pReader->Close();
-    return sink.Finish() ? 0 : Fail("cannot finish writing the output");
+    return sink.Finish() ? 0 : Fail("cannot finish writing " + sink.Name());
 }
 
 }  // namespace zucli

@@ -45,6 +45,24 @@ std::vector<std::u16string> CCommandLine::Values(const std::u16string& name) con
     return values;
 }
 
+bool ParseCount(const std::u16string& text, uint64_t nMax, uint64_t& nValue)
+{
+    // Twenty digits hold any 64-bit count; more would overflow before the comparison.
+    if (text.empty() || text.size() > 20)
+        return false;
+    uint64_t nTotal = 0;
+    for (char16_t c : text) {
+        if (c < u'0' || c > u'9')
+            return false;
+        const uint64_t nDigit = static_cast<uint64_t>(c - u'0');
+        if (nDigit > nMax || nTotal > (nMax - nDigit) / 10)
+            return false;
+        nTotal = nTotal * 10 + nDigit;
+    }
+    nValue = nTotal;
+    return true;
+}
+
 std::string ToUtf8(const std::u16string& text)
 {
     return zu::platform::Utf8FromUtf16(text);

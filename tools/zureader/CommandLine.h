@@ -1,6 +1,7 @@
 // The arguments of one command: positional words, "--name value" options (repeatable), switches.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -26,6 +27,9 @@ private:
     std::multimap<std::u16string, std::u16string> m_Options;
     std::u16string m_Error;
 };
+
+// Decimal digits only (no sign, no blanks), at most nMax.
+bool ParseCount(const std::u16string& text, uint64_t nMax, uint64_t& nValue);
 
 std::string ToUtf8(const std::u16string& text);
 std::u16string FromUtf8(const std::string& text);

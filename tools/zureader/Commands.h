@@ -11,6 +11,7 @@ using CArguments = std::vector<std::u16string>;
 int RunCat(const CArguments& arguments);
 int RunInfo(const CArguments& arguments);
 int RunDemo(const CArguments& arguments);
+int RunRadio(const CArguments& arguments);
 
 class CCommandLine;
 

@@ -13,11 +13,15 @@ const char kHelp[] =
     "usage: zureader COMMAND [ARGUMENTS]\n"
     "\n"
     "commands:\n"
-    "  cat LOCATION [-o FILE]          copy a file or URL to standard output or a file\n"
+    "  cat LOCATION [-o FILE]          copy a file or URL to standard output or a file; with\n"
+    "      [--buffered] [--loop]       --buffered through the read-ahead reader, --loop over and\n"
+    "      [--truncate BYTES]          over again, --truncate cut after BYTES bytes\n"
+    "  radio URL [-o FILE]             play an Internet-radio stream: the audio to standard output\n"
+    "      [--seconds N]               or FILE, each new title with its time; stop after N seconds\n"
     "  info LOCATION [--prop NAME]...  print a reader's type, length, flags and properties\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "\n"
-    "cat and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
+    "cat, radio and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
     "zureader COMMAND --help tells more.\n";
 
 // Pairs the library's start-up and tear-down around the command.
@@ -44,6 +48,8 @@ int main(int argc, char** argv)
         return RunCat(rest);
     if (arguments[1] == u"info")
         return RunInfo(rest);
+    if (arguments[1] == u"radio")
+        return RunRadio(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
     return Fail("unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");

@@ -1,5 +1,7 @@
 #include "ReaderPtr.h"
 
+#include "buffering/BufferedReader.h"
+
 namespace zucli {
 
 std::u16string TakeInfo(ZUBSTR bstr)
@@ -15,6 +17,18 @@ CReaderPtr MakeReader(const std::u16string& location)
     // The host only ever reads its sources; never ask for write access to a user's file.
     if (pReader && pReader->GetType() == ZU_READER_LOCAL)
         pReader->SetOption(Z(u"READ_ONLY"), Z(u"1"));
+    return pReader;
+}
+
+CReaderPtr MakeReadAhead(CReaderPtr pSource)
+{
+    constexpr uint32_t kReadAheadBytes = 8 << 20;
+    CReaderPtr pReader(GetBufferedReader(pSource.release()));
+    if (!pReader)
+        return nullptr;
+    auto& readAhead = static_cast<VBufferedReader&>(*pReader);
+    readAhead.SetBufferInFile(0);
+    readAhead.SetBufferSize(kReadAheadBytes);
     return pReader;
 }
 

@@ -25,4 +25,9 @@ std::u16string TakeInfo(ZUBSTR bstr);
 // is set up for reading only.
 CReaderPtr MakeReader(const std::u16string& location);
 
+// The read-ahead reader over pSource (a VBufferedReader), not opened. Its buffer is on the heap so
+// that an interrupted run leaves no temporary file behind, and holds more than the worker's largest
+// chunk. Null only when memory is exhausted.
+CReaderPtr MakeReadAhead(CReaderPtr pSource);
+
 }  // namespace zucli

@@ -9,23 +9,6 @@ constexpr char16_t kOption[] = u"--option";
 constexpr char16_t kTimeout[] = u"--timeout";
 constexpr char16_t kData[] = u"--data";
 
-// Digits only, and no more than an unsigned 32-bit count of milliseconds.
-bool ParseMilliseconds(const std::u16string& text, uint32_t& nValue)
-{
-    if (text.empty() || text.size() > 10)
-        return false;
-    uint64_t nTotal = 0;
-    for (char16_t c : text) {
-        if (c < u'0' || c > u'9')
-            return false;
-        nTotal = nTotal * 10 + static_cast<uint64_t>(c - u'0');
-    }
-    if (nTotal > UINT32_MAX)
-        return false;
-    nValue = static_cast<uint32_t>(nTotal);
-    return true;
-}
-
 // Servers' texts (and the system's messages on Windows) may end in a line break; the failure must
 // stay on one line.
 std::string OneLine(const std::string& text)
@@ -64,15 +47,18 @@ const char kSetupHelp[] =
 }  // namespace
 
 CCommandLine CReaderSetup::CommandLine(const std::vector<std::u16string>& arguments,
-                                       std::set<std::u16string> valueOptions)
+                                       std::set<std::u16string> valueOptions, std::set<std::u16string> switches)
 {
     valueOptions.insert({kOption, kTimeout, kData});
-    return CCommandLine(arguments, valueOptions, {u"-h", u"--help"});
+    switches.insert({u"-h", u"--help"});
+    return CCommandLine(arguments, valueOptions, switches);
 }
 
-bool CReaderSetup::Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus)
+bool CReaderSetup::Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus,
+                           const char* pszWord)
 {
-    if (!PrepareCommand(line, pszCommand, "one LOCATION", 1, (pszHelp + std::string(kSetupHelp)).c_str(), nStatus))
+    const std::string words = std::string("one ") + pszWord;
+    if (!PrepareCommand(line, pszCommand, words.c_str(), 1, (pszHelp + std::string(kSetupHelp)).c_str(), nStatus))
         return false;
     if (Parse(line))
         return true;
@@ -91,10 +77,12 @@ bool CReaderSetup::Parse(const CCommandLine& line)
         m_Options.emplace_back(option.substr(0, nEquals), option.substr(nEquals + 1));
     }
     m_bTimeout = line.Has(kTimeout);
-    if (m_bTimeout && !ParseMilliseconds(line.Value(kTimeout), m_nTimeout)) {
+    uint64_t nTimeout = 0;
+    if (m_bTimeout && !ParseCount(line.Value(kTimeout), UINT32_MAX, nTimeout)) {
         m_strError = "--timeout takes a number of milliseconds, not " + ToUtf8(line.Value(kTimeout));
         return false;
     }
+    m_nTimeout = static_cast<uint32_t>(nTimeout);
     m_bData = line.Has(kData);
     m_Data = ToUtf8(line.Value(kData));
     return true;
@@ -117,17 +105,25 @@ void CReaderSetup::Apply(VReader& reader) const
         reader.SetOption(Z(u"HTTPREQUEST_TYPE"), Z(u"POST"));
 }
 
-CReaderPtr CReaderSetup::Open(const std::u16string& location, std::string& failure) const
+CReaderPtr CReaderSetup::Open(const std::u16string& location, std::string& failure, const CDecorate& decorate) const
 {
-    CReaderPtr pReader = MakeReader(location);
-    if (!pReader) {
+    CReaderPtr pSource = MakeReader(location);
+    if (!pSource) {
         failure = "cannot open " + ToUtf8(location) + ": not a file name or a URL the library can parse";
         return nullptr;
     }
-    Apply(*pReader);
+    Apply(*pSource);
+    // The decorators own the source from here on; it stays alive as long as they do, and only it
+    // knows what the server answered.
+    VReader& source = *pSource;
+    CReaderPtr pReader = decorate ? decorate(std::move(pSource)) : std::move(pSource);
+    if (!pReader) {
+        failure = "cannot open " + ToUtf8(location) + ": out of memory";
+        return nullptr;
+    }
     if (pReader->Open())
         return pReader;
-    failure = DescribeFailure(*pReader, location);
+    failure = DescribeFailure(source, location);
     return nullptr;
 }
 

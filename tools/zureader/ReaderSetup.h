@@ -6,6 +6,7 @@
 #include "ReaderPtr.h"
 
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 #include <utility>
@@ -15,19 +16,25 @@ namespace zucli {
 
 class CReaderSetup {
 public:
-    // A command's arguments with its own value options and the ones this class reads.
+    // A command's arguments with its own value options and switches, and the ones this class reads.
     static CCommandLine CommandLine(const std::vector<std::u16string>& arguments,
-                                    std::set<std::u16string> valueOptions);
+                                    std::set<std::u16string> valueOptions, std::set<std::u16string> switches = {});
 
-    // PrepareCommand for a command on one LOCATION, whose help gains the setup's options, then the
-    // setup's options themselves. False when the command is done already (help, or an error
-    // reported), with its exit status in nStatus.
-    bool Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus);
+    // PrepareCommand for a command on one location (named by pszWord in messages), whose help
+    // gains the setup's options, then the setup's options themselves. False when the command is
+    // done already (help, or an error reported), with its exit status in nStatus.
+    bool Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus,
+                 const char* pszWord = "LOCATION");
 
-    // Makes the reader for location, configures and opens it. On failure the reader is null and
-    // failure holds what went wrong in one line (an Internet reader's status code and text). The
-    // request body lives in this object: it must outlive the reader.
-    CReaderPtr Open(const std::u16string& location, std::string& failure) const;
+    // Wraps the configured source in decorating readers before it opens; returns the outermost
+    // reader, which owns the source, or null when one cannot be made.
+    using CDecorate = std::function<CReaderPtr(CReaderPtr pSource)>;
+
+    // Makes the reader for location, configures it, lets decorate wrap it and opens the result. On
+    // failure the reader is null and failure holds what went wrong in one line (an Internet
+    // reader's status code and text). The request body lives in this object: it must outlive the
+    // reader.
+    CReaderPtr Open(const std::u16string& location, std::string& failure, const CDecorate& decorate = nullptr) const;
 
 private:
     bool Parse(const CCommandLine& line);
