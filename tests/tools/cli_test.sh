@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The zureader host end to end: cat to a file and to a pipe, info, the demo, and one clear error
-# line with a non-zero status for bad input; with the loopback servers (ZU_TEST_SERVERS names
-# their ports file) also cat and info over HTTP and FTP, reader options, a request body, failing
-# requests and a time-out. Usage: cli_test.sh ZUREADER [EMULATOR]
+# line with a non-zero status for bad input; cat's read-ahead, loop and cut. With the loopback
+# servers (ZU_TEST_SERVERS names their ports file) also cat and info over HTTP and FTP, reader
+# options, a request body, failing requests, a time-out, and the radio against the odd server's
+# stream of known bytes and against icecast. Usage: cli_test.sh ZUREADER [EMULATOR]
 set -uo pipefail
 cli="$1"
 emulator="${2:-}"
@@ -15,6 +16,8 @@ passes=0
 # Windows programs under Wine see Unix paths through the Z: drive.
 native_path() { if [ -n "$emulator" ]; then echo "Z:${1//\//\\}"; else echo "$1"; fi; }
 run() { if [ -n "$emulator" ]; then "$emulator" "$cli" "$@"; else "$cli" "$@"; fi; }
+# run with a limit in seconds, for the commands that could go on for ever when something is wrong.
+run_for() { local limit="$1"; shift; timeout "$limit" bash -c "$(declare -f run); cli='$cli' emulator='$emulator' run \"\$@\"" run "$@"; }
 check() {
   local name="$1"; shift
   if "$@"; then passes=$((passes + 1)); else echo "FAILED: $name" >&2; failures=$((failures + 1)); fi
@@ -43,8 +46,36 @@ demo="$(run demo "$(native_path "$scratch/demo")" | tr -d '\r')"
 check "demo reads the sample back" grep -q 'Grüße aus der Bibliothek' <<< "$demo"
 check "demo deletes its file on close" test ! -e "$scratch/demo/demo/sample.txt"
 
+# The decorators: the cut gives exactly the first bytes, the loop the source over and over; a small
+# source loops many times, each read wrapping at most once, a large one across the 1 MiB chunks.
+head -c 777 /dev/urandom > "$scratch/small.bin"
+repeated() { local file="$1" count="$2"; while :; do cat "$file" || return; done 2> /dev/null | head -c "$count"; }
+for count in 0 1 777 100000; do
+  run_for 60 cat "$(native_path "$scratch/small.bin")" --truncate "$count" > "$scratch/cut.bin"
+  check "--truncate $count gives the first bytes" cmp -s <(head -c "$count" "$scratch/small.bin") "$scratch/cut.bin"
+  run_for 60 cat "$(native_path "$scratch/small.bin")" --loop --truncate "$count" > "$scratch/loop.bin"
+  check "--loop --truncate $count repeats a small file" cmp -s <(repeated "$scratch/small.bin" "$count") "$scratch/loop.bin"
+done
+run_for 60 cat "$(native_path "$scratch/in.bin")" --truncate 1048577 -o "$(native_path "$scratch/cut.bin")"
+check "--truncate past a chunk" cmp -s <(head -c 1048577 "$scratch/in.bin") "$scratch/cut.bin"
+run_for 60 cat "$(native_path "$scratch/in.bin")" --loop --buffered --truncate 7654321 > "$scratch/loop.bin"
+check "--loop --buffered --truncate repeats a large file" cmp -s <(repeated "$scratch/in.bin" 7654321) "$scratch/loop.bin"
+run_for 60 cat "$(native_path "$scratch/in.bin")" --buffered -o "$(native_path "$scratch/buffered.bin")"
+check "--buffered copies a file" cmp -s "$scratch/in.bin" "$scratch/buffered.bin"
+run_for 60 cat "$(native_path "$scratch/small.bin")" --loop | head -c 5000 > "$scratch/endless.bin"
+check "--loop alone goes on until the output closes" cmp -s <(repeated "$scratch/small.bin" 5000) "$scratch/endless.bin"
+: > "$scratch/empty.bin"
+run_for 20 cat "$(native_path "$scratch/empty.bin")" --loop > "$scratch/out"
+check "--loop over an empty file ends" test "$?" -eq 0 -a ! -s "$scratch/out"
+check "cat --help tells the readers' order" bash -c "$(declare -f run); cli='$cli' emulator='$emulator' run cat --help | grep -q 'the loop over it'"
+check "radio --help" bash -c "$(declare -f run); cli='$cli' emulator='$emulator' run radio --help | grep -q 'usage: zureader radio URL'"
+check "zureader --help names radio" bash -c "$(declare -f run); cli='$cli' emulator='$emulator' run --help | grep -q '  radio URL'"
+
 for bad in "cat $(native_path "$scratch/missing.bin")" "cat" "info" "cat x --bogus" "frobnicate" \
-           "cat $(native_path "$scratch")"; do
+           "cat $(native_path "$scratch")" "cat x --truncate" "cat x --truncate -1" "cat x --truncate 1e3" \
+           "cat x --truncate 99999999999999999999" "radio" "radio a b" "radio http://127.0.0.1:1/ --seconds 0" \
+           "radio http://127.0.0.1:1/ --seconds -5" "radio http://127.0.0.1:1/ --seconds ten" \
+           "radio http://127.0.0.1:1/ --seconds 1.5" "radio http://127.0.0.1:1/ --timeout 500"; do
   # shellcheck disable=SC2086
   run $bad > "$scratch/out" 2> "$scratch/err"
   status=$?
@@ -78,6 +109,93 @@ terminal_prompt_checks() {
     ZUREADER_HOME="$scratch/right" timeout 60 script -qec "$cli cat $url -o $scratch/prompted.txt" /dev/null \
     > "$transcript"
   check "credentials typed at the prompt open the page" cmp -s "${server[NGINX_ROOT]}/auth/secret.txt" "$scratch/prompted.txt"
+}
+
+# Expects its caller's server table and http/odd addresses.
+decorator_network_checks() {
+  run_for 60 cat "$http/pattern.bin" --buffered > "$scratch/buffered.bin"
+  check "--buffered over HTTP equals the file" cmp -s "${server[NGINX_ROOT]}/pattern.bin" "$scratch/buffered.bin"
+  # The file fits the read-ahead buffer: the loop turns back inside it and asks nginx only once.
+  local tag="loop$$"
+  run_for 60 cat "$http/pattern.bin?$tag" --buffered --loop --truncate 3000000 > "$scratch/loop.bin"
+  check "--buffered --loop --truncate over HTTP repeats the file" \
+    cmp -s <(repeated "${server[NGINX_ROOT]}/pattern.bin" 3000000) "$scratch/loop.bin"
+  check "a loop inside the read-ahead buffer fetches the file once" \
+    test "$(grep -c "\"/pattern.bin?$tag\"" "${server[NGINX_ACCESS_LOG]}")" -eq 1
+  run_for 60 cat "$http/pattern.bin" --loop --truncate 2500000 > "$scratch/loop.bin"
+  check "--loop over HTTP seeks back to the start" \
+    cmp -s <(repeated "${server[NGINX_ROOT]}/pattern.bin" 2500000) "$scratch/loop.bin"
+  run_for 60 cat "$odd/radio?metaint=1000&blocks=2" --loop --truncate 10 > "$scratch/out" 2> "$scratch/err"
+  local status=$?
+  check "--loop over a stream of unknown length fails" test "$status" -ne 0 -a ! -s "$scratch/out"
+  check "--loop over a stream of unknown length says why in one line" \
+    test "$(wc -l < "$scratch/err")" -eq 1 -a "$(grep -c 'zureader: cannot loop .*length is unknown' "$scratch/err")" -eq 1
+}
+
+# Each title line is "[HH:MM:SS] TITLE"; prints the titles alone, in order.
+titles_of() { tr -d '\r' < "$1" | sed -n 's/^\[[0-9][0-9]:[0-5][0-9]:[0-5][0-9]\] //p'; }
+pattern_of() { /usr/bin/python3 -c "import sys; sys.path.insert(0, sys.argv[1]); from pattern import pattern_bytes; sys.stdout.buffer.write(pattern_bytes(int(sys.argv[2]), 3))" "$(dirname "$0")/../servers" "$1"; }
+
+# Expects its caller's server table and odd address.
+radio_checks() {
+  # Each metadata block comes in two halves 150 ms apart with a pause after it, so the player sees
+  # every title; the audio is the pattern with every block taken out.
+  run_for 60 radio "$odd/radio?metaint=4000&blocks=8&tail=77&pause=150" -o "$(native_path "$scratch/radio.bin")" \
+    > "$scratch/titles" 2> "$scratch/err"
+  check "radio ends with the stream" test "$?" -eq 0
+  check "radio -o writes exactly the audio" cmp -s <(pattern_of $((4000 * 8 + 77))) "$scratch/radio.bin"
+  printf '%s\n' "ZUReader odd radio" "Title 0" "Rock 'n' Roll \"2\"" "Title 4" "Rock 'n' Roll \"6\"" > "$scratch/expected"
+  check "radio -o prints each title once, in order, on standard output" cmp -s "$scratch/expected" <(titles_of "$scratch/titles")
+  check "radio -o prints nothing but titles" test "$(wc -l < "$scratch/titles")" -eq 5 -a ! -s "$scratch/err"
+
+  # The station's header in the body; the audio to standard output, the titles to standard error.
+  run_for 60 radio "$odd/radio?metaint=3000&blocks=3&inline=1&pause=100" > "$scratch/radio.bin" 2> "$scratch/titles"
+  check "radio to standard output writes exactly the audio" cmp -s <(pattern_of 9000) "$scratch/radio.bin"
+  printf '%s\n' "ZUReader odd radio" "Title 0" "Rock 'n' Roll \"2\"" > "$scratch/expected"
+  check "radio to standard output prints the titles on standard error" cmp -s "$scratch/expected" <(titles_of "$scratch/titles")
+
+  # A stream that would take 16 s: --seconds 2 stops it, with the audio so far whole.
+  local start elapsed
+  start=$(date +%s%N)
+  run_for 60 radio "$odd/radio?metaint=2000&blocks=8&pause=1000" --seconds 2 > "$scratch/radio.bin" 2> /dev/null
+  local status=$?
+  elapsed=$((($(date +%s%N) - start) / 1000000))
+  echo "radio --seconds 2 against a 16 s stream ended after $elapsed ms"
+  check "radio --seconds stops in time" test "$status" -eq 0 -a "$elapsed" -lt 8000
+  check "radio --seconds keeps the audio so far" \
+    cmp -s <(pattern_of 16000 | head -c "$(wc -c < "$scratch/radio.bin")") "$scratch/radio.bin"
+  check "radio --seconds got audio" test "$(wc -c < "$scratch/radio.bin")" -ge 2000
+
+  # An interrupt ends the playing cleanly: status 0 and every byte read so far written out.
+  if [ -z "$emulator" ]; then
+    timeout --preserve-status -s INT 2 "$cli" radio "$odd/radio?metaint=2000&blocks=8&pause=1000" \
+      > "$scratch/radio.bin" 2> /dev/null
+    check "an interrupt ends radio with status 0" test "$?" -eq 0
+    check "an interrupted radio writes its audio whole" \
+      cmp -s <(pattern_of 16000 | head -c "$(wc -c < "$scratch/radio.bin")") "$scratch/radio.bin"
+    check "an interrupted radio got audio" test "$(wc -c < "$scratch/radio.bin")" -ge 2000
+  fi
+
+  if [ -n "${server[ICECAST]:-}" ]; then icecast_checks; fi
+}
+
+# A real station: the MP3 frames survive the stripping of icecast's metadata blocks, and a title
+# set through icecast's admin interface is printed.
+icecast_checks() {
+  local title="CLI loopback $$ Rock 'n' Roll" radio="http://127.0.0.1:${server[ICECAST]}${server[ICECAST_MOUNT]}"
+  curl -sf -u "${server[ICECAST_ADMIN_USER]}:${server[ICECAST_ADMIN_PASSWORD]}" --get \
+    --data-urlencode "mount=${server[ICECAST_MOUNT]}" --data-urlencode mode=updinfo --data-urlencode "song=$title" \
+    "http://127.0.0.1:${server[ICECAST]}/admin/metadata" > /dev/null
+  check "icecast took the title" test "$?" -eq 0
+  run_for 60 radio "$radio" --seconds 3 -o "$(native_path "$scratch/radio.mp3")" > "$scratch/titles" 2> "$scratch/err"
+  check "radio plays icecast for --seconds" test "$?" -eq 0
+  check "radio prints icecast's title" grep -qxF "$title" <(titles_of "$scratch/titles")
+  check "icecast's audio is MP3" test "$(ffprobe -v error -show_entries stream=codec_name -of csv=p=0 "$scratch/radio.mp3")" = mp3
+  ffmpeg -nostdin -v error -i "$scratch/radio.mp3" -f null - 2> "$scratch/decode"
+  check "icecast's audio decodes without an error" test "$?" -eq 0 -a ! -s "$scratch/decode"
+  # 3 s at the station's bit rate, plus the burst icecast sends a new listener.
+  check "icecast's audio lasts about as long as asked" \
+    test "$(wc -c < "$scratch/radio.mp3")" -ge $((${server[ICECAST_BITRATE]} / 8 * 2))
 }
 
 network_checks() {
@@ -125,6 +243,9 @@ network_checks() {
   local refused
   refused="$(/usr/bin/python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')"
   check_failure "a refused port" -1 cat "http://127.0.0.1:$refused/x"
+
+  decorator_network_checks
+  radio_checks
 
   local start elapsed
   start=$(date +%s%N)
