@@ -293,6 +293,11 @@ uint32_t ShowInternetErrorDialog(InternetHandle hRequest, uint32_t error, uint32
 
 bool CloseInternetHandle(InternetHandle h);
 
+// Forgets what the system keeps for the whole process between requests: credentials a server
+// accepted (sent again, unasked, to the same server) and session cookies. Handles of the libcurl
+// backend share nothing, so there it has nothing to forget.
+void EndInternetSession();
+
 uint32_t InternetLastError();
 // A one-line description of an error number; empty for numbers the system has no text for.
 std::u16string InternetErrorText(uint32_t error);

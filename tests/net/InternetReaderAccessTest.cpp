@@ -20,6 +20,9 @@ namespace {
 
 class InternetReaderAccessTest : public testing::Test {
 protected:
+    // Credentials a server accepted in an earlier test would otherwise go out unasked.
+    void SetUp() override { zu::platform::EndInternetSession(); }
+
     CScopedHome m_Home;  // stored credentials of this test only
 };
 

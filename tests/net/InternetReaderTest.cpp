@@ -22,6 +22,9 @@ const std::string DEFAULT_AGENT = "Orvane Internet Reader/2.0 (compatible; Windo
 
 class InternetReaderTest : public testing::Test {
 protected:
+    // Credentials a server accepted in an earlier test would otherwise go out unasked.
+    void SetUp() override { zu::platform::EndInternetSession(); }
+
     CScopedHome m_Home;  // no stored credentials but the test's own
 };
 
@@ -297,9 +300,11 @@ TEST_F(InternetReaderTest, AnEndlessRedirectEndsWithTheTimeOutAndItsThreadWithCl
         EXPECT_GT(log.Lines("Retry needed, trying again...").size(), 2u);
         EXPECT_EQ(nThreadObjects, zu::platform::CountOpenThreadObjects()) << "no worker outlives Open's Close";
     }
-    const size_t nRequests = RecordedRequests("/loop").size();
+    // Thousands of requests went round the loop; the odd server forgets them, and hears no more.
+    CReaderPtr reset = InternetReader(Url("ODD_HTTP", "/__reset"));
+    ASSERT_TRUE(reset->Open());
     zu::platform::SleepMilliseconds(300);
-    EXPECT_EQ(nRequests, RecordedRequests("/loop").size()) << "nothing asks the server any more";
+    EXPECT_TRUE(RecordedRequests("/loop").empty()) << "nothing asks the server any more";
 }
 
 TEST_F(InternetReaderTest, AThreadWaitingForASilentServerIsGivenUpAfterTheTimeOut)

@@ -96,7 +96,7 @@ readonly radio_mount=/radio.mp3 radio_name="ZUReader loopback radio" radio_bitra
   >"$state/logs/sine.out" 2>&1 || fail "ffmpeg could not make the radio's audio; see $state/logs/sine.out"
 
 openssl req -x509 -newkey rsa:2048 -nodes -days 7 -subj "/CN=127.0.0.1" \
-  -addext "subjectAltName=IP:127.0.0.1,DNS:localhost" \
+  -addext "subjectAltName=IP:127.0.0.1,DNS:127.0.0.1,DNS:localhost" \
   -keyout "$state/nginx/key.pem" -out "$state/nginx/cert.pem" >"$state/logs/openssl.out" 2>&1 ||
   fail "openssl could not make the certificate; see $state/logs/openssl.out"
 printf '%s:%s\n' "$AUTH_USER" "$(openssl passwd -apr1 "$AUTH_PASSWORD")" > "$state/nginx/htpasswd"

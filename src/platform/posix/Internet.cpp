@@ -279,4 +279,6 @@ bool CloseInternetHandle(InternetHandle h)
     return Table().Close(h);
 }
 
+void EndInternetSession() {}
+
 }  // namespace zu::platform

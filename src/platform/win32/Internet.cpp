@@ -281,7 +281,10 @@ uint32_t ShowInternetErrorDialog(InternetHandle hRequest, uint32_t error, uint32
     std::shared_ptr<CInternetObject> pObject = Table().Find(hRequest);
     if (!pObject)
         return INET_ERROR_INVALID_HANDLE;
-    return InternetErrorDlg(GetDesktopWindow(), pObject->Handle(), error, flags, nullptr);
+    // Anything but a retry is a refusal: a dialog that cannot be shown (Wine without a display)
+    // answers -1.
+    const DWORD nAnswer = InternetErrorDlg(GetDesktopWindow(), pObject->Handle(), error, flags, nullptr);
+    return nAnswer == INET_ERROR_FORCE_RETRY ? nAnswer : static_cast<DWORD>(INET_ERROR_CANCELLED);
 }
 
 bool CloseInternetHandle(InternetHandle h)
@@ -294,6 +297,11 @@ bool CloseInternetHandle(InternetHandle h)
     const uint32_t nError = InternetLastError();
     Table().Close(h);
     return bClosed || FailInternet(nError);
+}
+
+void EndInternetSession()
+{
+    InternetSetOptionW(nullptr, INTERNET_OPTION_END_BROWSER_SESSION, nullptr, 0);
 }
 
 }  // namespace zu::platform
