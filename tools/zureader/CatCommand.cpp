@@ -112,9 +112,7 @@ int RunCat(const CArguments& arguments)
         return Fail(error + " (see zureader cat --help)");
 
     const std::u16string location = line.Positional()[0];
-    std::u16string output = line.Value(u"-o");
-    if (output.empty())
-        output = line.Value(u"--output");
+    const std::u16string output = COutputSink::PathFrom(line);
 
     CReaderPtr pReader =
         setup.Open(location, error, [&](CReaderPtr pSource) { return decorators.Wrap(std::move(pSource)); });

@@ -8,6 +8,12 @@
 
 namespace zucli {
 
+std::u16string COutputSink::PathFrom(const CCommandLine& line)
+{
+    const std::u16string path = line.Value(u"-o");
+    return path.empty() ? line.Value(u"--output") : path;
+}
+
 bool COutputSink::Open(const std::u16string& path)
 {
     m_Path = path;

@@ -9,8 +9,13 @@
 
 namespace zucli {
 
+class CCommandLine;
+
 class COutputSink {
 public:
+    // The path given with -o or --output; empty for standard output.
+    static std::u16string PathFrom(const CCommandLine& line);
+
     // An empty path means standard output. False when the file cannot be created.
     bool Open(const std::u16string& path);
     bool Write(const void* pData, uint32_t nCount);

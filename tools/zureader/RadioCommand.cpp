@@ -82,9 +82,8 @@ public:
     }
 
     // False when the output refused the bytes.
-    bool Play(bool bTimed, CClock::time_point deadline)
+    bool Play(bool bTimed, CClock::time_point deadline, const CInterruptWatch& interrupt)
     {
-        CInterruptWatch interrupt;
         for (;;) {
             m_Titles.Update(m_Radio);
             if (interrupt.IsInterrupted() || (bTimed && CClock::now() >= deadline))
@@ -150,10 +149,11 @@ int RunRadio(const CArguments& arguments)
         return Fail("--seconds takes a whole number of seconds above 0, not " + ToUtf8(line.Value(kSeconds)) +
                     " (see zureader radio --help)");
 
-    std::u16string output = line.Value(u"-o");
-    if (output.empty())
-        output = line.Value(u"--output");
+    const std::u16string output = COutputSink::PathFrom(line);
 
+    // From the start: an interrupt while the station answers ends the command as cleanly as one
+    // during the play.
+    const CInterruptWatch interrupt;
     VBufferedReader* pRadio = nullptr;
     std::string failure;
     CReaderPtr pReader = setup.Open(line.Positional()[0], failure, [&](CReaderPtr pSource) {
@@ -172,7 +172,7 @@ int RunRadio(const CArguments& arguments)
         return Fail("cannot create " + ToUtf8(output));
     CTitleLog titles(sink.IsStandardOutput() ? stderr : stdout, start);
     CRadioPlayer player(*pRadio, sink, titles);
-    const bool bPlayed = player.Play(line.Has(kSeconds), start + std::chrono::seconds(nSeconds));
+    const bool bPlayed = player.Play(line.Has(kSeconds), start + std::chrono::seconds(nSeconds), interrupt);
     pReader->Close();
     if (!bPlayed)
         return Fail("cannot write " + sink.Name());
