@@ -51,6 +51,8 @@ CBackgroundReaderThread::CBackgroundReaderThread(VBufferedReader* pOwner, int64_
       m_bIcy(bIcy),
       m_Buffer(nCapacity, true, bFileBacked, bufferFile)
 {
+    m_DataArrived.Create();
+    m_SpaceFreed.Create();
     SetStopPollInterval(1);
     Start(PRIORITY_NORMAL, 0);
 }
@@ -77,9 +79,24 @@ void CBackgroundReaderThread::SetTitle(const std::string& title)
     m_Title = title.substr(0, CIcyMetadata::kMaxText);
 }
 
+void CBackgroundReaderThread::WaitForSignal(const CEvent& event, uint32_t nMilliseconds)
+{
+    if (event.Get())
+        event.Wait(nMilliseconds);
+    else
+        SleepMilliseconds(nMilliseconds);
+}
+
 int32_t CBackgroundReaderThread::Thread()
 {
     CFunctionLog log(LOG_READER, u"CBackgroundReaderThread::Thread");
+    const int32_t nResult = ReadAhead();
+    m_DataArrived.Signal();  // a reader waiting for more hears that none will come
+    return nResult;
+}
+
+int32_t CBackgroundReaderThread::ReadAhead()
+{
     if (!m_Buffer.HasMemory() || !Child())
         return 0;
     uint32_t nReadSize = ChooseReadSize();
@@ -186,6 +203,8 @@ uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
 {
     uint32_t nRead = Child()->Read(m_Chunk.data(), nSize);
     m_bEndOfData.store(nRead == 0, std::memory_order_release);
+    if (nRead == 0)
+        WakeReaderIfServed();  // a reader that does not wait at the end returns now
     if (nRead == 0 && m_pOwner->GetRetryTime() > 0 && !RetryEmptyRead(nRead, nSize))
         return 0;
     if (!PutIntoBuffer(m_Chunk.data(), nRead))
@@ -216,21 +235,40 @@ bool CBackgroundReaderThread::PutIntoBuffer(const unsigned char* pBytes, uint32_
     // may be written: the caller's step back (Rewind) lives in it, so it is measured again, under
     // the buffer's lock, for every write.
     while (nCount > 0) {
+        // Set before the query: room made after it is signalled.
+        m_nWriterNeeds.store(std::min(nCount, m_Buffer.GetCapacity() / 2), std::memory_order_release);
+        m_SpaceFreed.Reset();
         const uint32_t nFree = m_Buffer.GetFree(false);
         if (nFree == 0) {
             ReleaseBufferQuery();
             if (IsStopRequested())
-                return false;
-            WaitForStopOrExit(kFullBufferWaitMilliseconds);
+                break;
+            WaitForSignal(m_SpaceFreed, kFullBufferWaitMilliseconds);
             continue;
         }
         const uint32_t nPart = std::min(nCount, nFree);
         m_nWritePosition.fetch_add(nPart, std::memory_order_acq_rel);
         m_Buffer.Write(pBytes, nPart);
+        WakeReaderIfServed();
         pBytes += nPart;
         nCount -= nPart;
     }
-    return true;
+    m_nWriterNeeds.store(0, std::memory_order_release);
+    return nCount == 0;
+}
+
+void CBackgroundReaderThread::WakeReaderIfServed()
+{
+    const uint32_t nWanted = m_nReaderWants.load(std::memory_order_acquire);
+    if (nWanted > 0 && (m_Buffer.GetUsed() >= nWanted || IsEndOfData()))
+        m_DataArrived.Signal();
+}
+
+void CBackgroundReaderThread::WakeWriterIfRoom()
+{
+    const uint32_t nNeeded = m_nWriterNeeds.load(std::memory_order_acquire);
+    if (nNeeded > 0 && m_Buffer.GetFree() >= nNeeded)
+        m_SpaceFreed.Signal();
 }
 
 uint32_t CBackgroundReaderThread::ReadBuffered(void* pBuffer, uint32_t nCount)
@@ -240,16 +278,23 @@ uint32_t CBackgroundReaderThread::ReadBuffered(void* pBuffer, uint32_t nCount)
     auto* pBytes = static_cast<unsigned char*>(pBuffer);
     uint32_t nDelivered = 0;
     for (;;) {
+        // Set before the query: bytes that come after it are signalled.
+        m_nReaderWants.store(nCount - nDelivered, std::memory_order_release);
+        m_DataArrived.Reset();
         // While the query holds the buffer's lock the worker can neither add bytes nor end after
         // adding them, so "ended" and "nothing more" are seen together.
         const uint32_t nAvailable = std::min(m_Buffer.GetUsed(false), nCount - nDelivered);
         const bool bRunning = IsRunning();
         // A read of nothing still ends the query.
-        nDelivered += m_Buffer.Read(pBytes + nDelivered, nAvailable);
+        const uint32_t nCopied = m_Buffer.Read(pBytes + nDelivered, nAvailable);
+        if (nCopied > 0)
+            WakeWriterIfRoom();
+        nDelivered += nCopied;
         if (nDelivered >= nCount || !bRunning || IsStopRequested() || (IsEndOfData() && !m_pOwner->IsWaitAtEnd()))
             break;
-        WaitForStopOrExit(kReaderWaitMilliseconds);
+        WaitForSignal(m_DataArrived, kReaderWaitMilliseconds);
     }
+    m_nReaderWants.store(0, std::memory_order_release);
     m_nReadPosition.fetch_add(nDelivered, std::memory_order_acq_rel);
     return nDelivered;
 }
@@ -275,6 +320,7 @@ bool CBackgroundReaderThread::Seek(int64_t nTarget)
         if (nTarget > GetWritePosition())
             return false;
         m_Buffer.Skip(nTarget - nRead);
+        WakeWriterIfRoom();
     }
     m_nReadPosition.store(nTarget, std::memory_order_release);
     return true;

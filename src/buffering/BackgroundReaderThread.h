@@ -10,6 +10,7 @@
 
 #include "buffering/CircleBuffer.h"
 #include "core/Thread.h"
+#include "platform/Thread.h"
 
 #include <atomic>
 #include <cstdint>
@@ -53,6 +54,7 @@ protected:
 
 private:
     VReader* Child() const;
+    int32_t ReadAhead();
     uint32_t ChooseReadSize();
     // The first examination: the station header from the child's information or the stream's
     // head. Answers the audio bytes it has already put into the buffer.
@@ -69,6 +71,11 @@ private:
     void SetTitle(const std::string& title);
     // Gives back the lock that a GetUsed or GetFree with bRelease false kept, without a transfer.
     void ReleaseBufferQuery() { m_Buffer.Read(nullptr, 0); }
+    // Waits up to nMilliseconds for the other side to signal; a sleep when the event is missing.
+    static void WaitForSignal(const zu::platform::CEvent& event, uint32_t nMilliseconds);
+    // A waiting side is woken only once what it waits for is there, not for every chunk.
+    void WakeReaderIfServed();
+    void WakeWriterIfRoom();
 
     std::mutex m_TitleLock;
     std::string m_Title;
@@ -80,6 +87,12 @@ private:
     bool m_bIcy;
     CCircleBuffer m_Buffer;
     std::atomic<bool> m_bEndOfData{false};
+    // Each side wakes the other at once: bytes came (or the body ended), room was made. The waits
+    // keep their bounds so that a stop request is still seen without a signal.
+    zu::platform::CEvent m_DataArrived;
+    zu::platform::CEvent m_SpaceFreed;
+    std::atomic<uint32_t> m_nReaderWants{0};  // bytes a waiting reader still needs; 0: none waits
+    std::atomic<uint32_t> m_nWriterNeeds{0};  // room a waiting writer needs; 0: none waits
     // Scratch space of the body, kept here so that a body killed in a child's read leaks nothing.
     std::vector<unsigned char> m_Chunk;
     std::vector<unsigned char> m_Block;

@@ -134,16 +134,30 @@ void CCircleBuffer::CopyIn(const unsigned char* pSource, uint32_t nStart, uint32
         std::memcpy(m_pData, pSource + nFirst, nCount - nFirst);
 }
 
+// Large copies run without the lock so that the producer and the consumer copy at the same time;
+// a small one costs less than a second round on the lock, and is made under it.
+// Only the consumer moves the read index, and the producer never writes into held bytes, so the
+// bytes being read stay put; the index moves once they are out.
 uint32_t CCircleBuffer::Read(void* pDestination, uint32_t nCount)
 {
     Lock();
-    uint32_t nCopied = 0;
-    if (m_pData && pDestination && nCount > 0) {
-        nCopied = Bounded(nCount);
-        CopyOut(static_cast<unsigned char*>(pDestination), m_nReadIndex, nCopied);
-        m_nReadIndex = Advanced(m_nReadIndex, nCopied);
+    if (!m_pData || !pDestination || nCount == 0) {
+        EndTransfer();
+        return 0;
+    }
+    const uint32_t nCopied = Bounded(nCount);
+    const uint32_t nStart = m_nReadIndex;
+    if (IsSmall(nCopied)) {
+        CopyOut(static_cast<unsigned char*>(pDestination), nStart, nCopied);
+        m_nReadIndex = Advanced(nStart, nCopied);
+        EndTransfer();
+        return nCopied;
     }
     EndTransfer();
+    CopyOut(static_cast<unsigned char*>(pDestination), nStart, nCopied);
+    Lock();
+    m_nReadIndex = Advanced(nStart, nCopied);
+    Unlock();
     return nCopied;
 }
 
@@ -159,17 +173,32 @@ uint32_t CCircleBuffer::Peek(void* pDestination, uint32_t nCount, uint32_t nOffs
     return nCopied;
 }
 
+// As Read: the copy runs without the lock. The bytes being written are free space that a step
+// back (Rewind) could otherwise claim meanwhile, so they are marked as taken until the index moves.
 uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nCount)
 {
     Lock();
-    uint32_t nCopied = 0;
-    if (m_pData && pSource && nCount > 0) {
-        nCopied = Bounded(nCount);
-        CopyIn(static_cast<const unsigned char*>(pSource), m_nWriteIndex, nCopied);
-        m_nWriteIndex = Advanced(m_nWriteIndex, nCopied);
-        m_nTotalWritten += nCopied;
+    if (!m_pData || !pSource || nCount == 0) {
+        EndTransfer();
+        return 0;
     }
-    EndTransfer();
+    const uint32_t nCopied = Bounded(nCount);
+    const uint32_t nStart = m_nWriteIndex;
+    const bool bUnlocked = !IsSmall(nCopied);
+    if (bUnlocked) {
+        m_nWriting = nCopied;
+        EndTransfer();
+    }
+    CopyIn(static_cast<const unsigned char*>(pSource), nStart, nCopied);
+    if (bUnlocked)
+        Lock();
+    m_nWriteIndex = Advanced(nStart, nCopied);
+    m_nTotalWritten += nCopied;
+    m_nWriting = 0;
+    if (bUnlocked)
+        Unlock();
+    else
+        EndTransfer();
     return nCopied;
 }
 
@@ -177,7 +206,8 @@ void CCircleBuffer::Rewind(int64_t nCount)
 {
     Lock();
     if (m_pData && nCount > 0) {
-        const uint32_t nBack = static_cast<uint32_t>(std::min<int64_t>(nCount, FreeLocked()));
+        const uint32_t nReclaimable = FreeLocked() > m_nWriting ? FreeLocked() - m_nWriting : 0;
+        const uint32_t nBack = static_cast<uint32_t>(std::min<int64_t>(nCount, nReclaimable));
         m_nReadIndex = Advanced(m_nReadIndex, m_nCapacity - nBack);
     }
     Unlock();
