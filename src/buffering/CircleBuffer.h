@@ -66,7 +66,7 @@ private:
     uint32_t FreeLocked() const;
     void CopyOut(unsigned char* pDestination, uint32_t nStart, uint32_t nCount) const;
     void CopyIn(const unsigned char* pSource, uint32_t nStart, uint32_t nCount);
-    static bool IsSmall(uint32_t nCount) { return nCount <= 16384; }
+    static bool IsSmall(uint32_t nCount) { return nCount <= 8192; }
     uint32_t Bounded(uint32_t nCount) const { return nCount < m_nCapacity ? nCount : m_nCapacity; }
     uint32_t Advanced(uint32_t nIndex, uint64_t nCount) const;
     void CreateFileMemory(const std::u16string& path);
