@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 #include <vector>
 
@@ -18,6 +19,17 @@ namespace zu::platform {
 
 // Each backend keeps the calling thread's last error; stores it and returns false.
 bool FailInternet(uint32_t nError);
+void SetInternetLastError(uint32_t nError);
+
+// A new backend object, or null with INET_ERROR_NOT_ENOUGH_MEMORY as the last error.
+template <typename T, typename... Args>
+std::shared_ptr<T> MakeInternetObject(Args&&... args)
+{
+    std::shared_ptr<T> pObject(new (std::nothrow) T(std::forward<Args>(args)...));
+    if (!pObject)
+        FailInternet(INET_ERROR_NOT_ENOUGH_MEMORY);
+    return pObject;
+}
 
 template <typename TObject>
 class CInternetHandleTable {
@@ -29,7 +41,8 @@ public:
         return *s_pTable;
     }
 
-    // Registers the object below its parent's handle (null for a session).
+    // Registers the object below its parent's handle (null for a session); a new handle leaves
+    // INET_ERROR_SUCCESS as the last error.
     InternetHandle Add(std::shared_ptr<TObject> pObject, InternetHandle hParent)
     {
         std::lock_guard<std::mutex> lock(m_Lock);
@@ -44,6 +57,7 @@ public:
             m_Children[Number(hParent)].push_back(nHandle);
             m_Parents[nHandle] = Number(hParent);
         }
+        SetInternetLastError(INET_ERROR_SUCCESS);
         return reinterpret_cast<InternetHandle>(nHandle);
     }
 

@@ -20,13 +20,6 @@ using zu::platform::TickCount;
 
 namespace {
 
-std::string ReadBytes(VReader& reader, uint32_t nCount)
-{
-    std::string bytes(nCount, '\0');
-    bytes.resize(reader.Read(bytes.data(), nCount));
-    return bytes;
-}
-
 std::u16string StreamTitle(VBufferedReader& reader)
 {
     const ZUBSTR bstr = reader.GetStreamTitle();
@@ -67,7 +60,7 @@ CListening ListenToEnd(VBufferedReader& reader)
             SleepMilliseconds(5);
         }
     });
-    for (std::string part; !(part = ReadBytes(reader, 1500)).empty();)
+    for (std::string part; !(part = ReadUpTo(reader, 1500)).empty();)
         listening.audio += part;
     bDone = true;
     watcher.join();
@@ -103,7 +96,7 @@ bool SetIcecastTitle(const std::string& title)
     if (!pAdmin->Open())
         return false;
     std::string answer;
-    for (std::string part; !(part = ReadBytes(*pAdmin, 4096)).empty();)
+    for (std::string part; !(part = ReadUpTo(*pAdmin, 4096)).empty();)
         answer += part;
     return answer.find("Metadata update successful") != std::string::npos;
 }
@@ -202,7 +195,7 @@ TEST(BufferedRadioTest, IcecastTitlesArriveAndTheAudioStaysWhole)
         const uint32_t nStart = TickCount();
         while (StreamTitle(reader) != wanted) {
             ASSERT_LT(TickCount() - nStart, 15000u) << "no " << title << " in the stream";
-            const std::string part = ReadBytes(reader, 4096);
+            const std::string part = ReadUpTo(reader, 4096);
             ASSERT_FALSE(part.empty()) << "the stream ended";
             audio += part;
         }

@@ -22,17 +22,10 @@ using zu::platform::TickCount;
 
 namespace {
 
-std::string ReadBytes(VReader& reader, uint32_t nCount)
-{
-    std::string bytes(nCount, '\0');
-    bytes.resize(reader.Read(bytes.data(), nCount));
-    return bytes;
-}
-
 std::string ReadToEnd(VReader& reader, uint32_t nChunk)
 {
     std::string all;
-    for (std::string part; !(part = ReadBytes(reader, nChunk)).empty();)
+    for (std::string part; !(part = ReadUpTo(reader, nChunk)).empty();)
         all += part;
     return all;
 }
@@ -159,7 +152,7 @@ TEST(BufferedReaderTest, ReadsAheadOfTheCallerAndReportsItsState)
     char nothing = 0;
     EXPECT_EQ(reader.Read(&nothing, 0), 0u);
     std::string got;
-    for (std::string part; !(part = ReadBytes(reader, 100003)).empty();)
+    for (std::string part; !(part = ReadUpTo(reader, 100003)).empty();)
         got += part;
     EXPECT_TRUE(got == bytes) << "read " << got.size() << " of " << bytes.size() << " bytes";
     EXPECT_EQ(reader.GetPosition(), static_cast<int64_t>(bytes.size()));
@@ -223,12 +216,12 @@ TEST(BufferedReaderTest, SeeksInsideTheWindowLeaveTheChildAlone)
     // The oldest byte still held is capacity - 1 behind the write position.
     const int64_t nOldest = 10000 - (kCapacity - 1);
     EXPECT_EQ(reader->SetPosition(nOldest, ZU_SEEK_BEGIN), nOldest);
-    EXPECT_EQ(ReadBytes(*reader, 100), bytes.substr(nOldest, 100));
+    EXPECT_EQ(ReadUpTo(*reader, 100), bytes.substr(nOldest, 100));
     EXPECT_EQ(reader->SetPosition(3000, ZU_SEEK_END), 7000) << "+n from the end";
     EXPECT_EQ(reader->SetPosition(-3000, ZU_SEEK_END), 7000) << "-n from the end";
-    EXPECT_EQ(ReadBytes(*reader, 10), bytes.substr(7000, 10));
+    EXPECT_EQ(ReadUpTo(*reader, 10), bytes.substr(7000, 10));
     EXPECT_EQ(reader->SetPosition(2980, ZU_SEEK_CURRENT), 9990) << "forwards inside the buffer";
-    EXPECT_EQ(ReadBytes(*reader, 100), bytes.substr(9990));
+    EXPECT_EQ(ReadUpTo(*reader, 100), bytes.substr(9990));
     EXPECT_EQ(reader->SetPosition(-10, ZU_SEEK_CURRENT), 9990);
     EXPECT_EQ(reader->SetPosition(9990, ZU_SEEK_BEGIN), 9990) << "the same place is no seek";
     EXPECT_EQ(reader->SetPosition(0, 3), -1) << "no such origin";
@@ -239,7 +232,7 @@ TEST(BufferedReaderTest, SeeksInsideTheWindowLeaveTheChildAlone)
 
     EXPECT_EQ(reader->SetPosition(nOldest - 1, ZU_SEEK_BEGIN), nOldest - 1) << "one byte further restarts";
     EXPECT_GT(reader.pChild->SeekCalls(), nSeeks);
-    EXPECT_EQ(ReadBytes(*reader, 200), bytes.substr(nOldest - 1, 200));
+    EXPECT_EQ(ReadUpTo(*reader, 200), bytes.substr(nOldest - 1, 200));
     EXPECT_EQ(reader->GetPosition(), nOldest + 199);
 }
 
@@ -248,11 +241,11 @@ TEST(BufferedReaderTest, SeekPastTheWrittenBytesRestartsTheWorkerThere)
     const std::string bytes = PatternBytes(1048576, 4);
     CBuffered reader(bytes, 4096);
     ASSERT_EQ(reader->Open(), 1);
-    EXPECT_EQ(ReadBytes(*reader, 1000), bytes.substr(0, 1000));
+    EXPECT_EQ(ReadUpTo(*reader, 1000), bytes.substr(0, 1000));
     ASSERT_TRUE(WaitFor(5000, [&] { return StateOf(*reader).nBuffered == 4095; }));
     EXPECT_EQ(reader->SetPosition(500000, ZU_SEEK_BEGIN), 500000);
     EXPECT_EQ(reader.pChild->GetPosition() >= 500000, true) << "the new worker reads from there";
-    EXPECT_EQ(ReadBytes(*reader, 5000), bytes.substr(500000, 5000));
+    EXPECT_EQ(ReadUpTo(*reader, 5000), bytes.substr(500000, 5000));
     EXPECT_EQ(reader->SetPosition(-1000, ZU_SEEK_END), 1048576 - 1000);
     EXPECT_EQ(ReadToEnd(*reader, 300), bytes.substr(1048576 - 1000));
 }
@@ -267,10 +260,10 @@ TEST(BufferedReaderTest, LiveSourceGrowsAndRefusesSeeksOutsideTheWindow)
     ASSERT_EQ(reader->Open(), 1);
     ASSERT_TRUE(reader.pChild->WaitUntilHeldAt(0, 5000));
     EXPECT_EQ(reader->GetLength(), 3000) << "a live length is what has arrived";
-    EXPECT_EQ(ReadBytes(*reader, 1000), bytes.substr(0, 1000));
+    EXPECT_EQ(ReadUpTo(*reader, 1000), bytes.substr(0, 1000));
     EXPECT_EQ(reader->SetPosition(3001, ZU_SEEK_BEGIN), -1) << "nothing to skip to yet";
     EXPECT_EQ(reader->SetPosition(2500, ZU_SEEK_BEGIN), 2500);
-    EXPECT_EQ(ReadBytes(*reader, 500), bytes.substr(2500, 500));
+    EXPECT_EQ(ReadUpTo(*reader, 500), bytes.substr(2500, 500));
     reader.pChild->Release();
     EXPECT_EQ(ReadToEnd(*reader, 700), bytes.substr(3000));
     EXPECT_EQ(reader->GetLength(), 10000);
@@ -279,7 +272,7 @@ TEST(BufferedReaderTest, LiveSourceGrowsAndRefusesSeeksOutsideTheWindow)
     EXPECT_EQ(reader->SetPosition(10000 - 4096, ZU_SEEK_BEGIN), -1) << "one byte before the window";
     EXPECT_EQ(reader->GetPosition(), 10000) << "a refused seek moves nothing";
     EXPECT_EQ(reader->SetPosition(10000 - 4095, ZU_SEEK_BEGIN), 10000 - 4095);
-    EXPECT_EQ(ReadBytes(*reader, 95), bytes.substr(10000 - 4095, 95));
+    EXPECT_EQ(ReadUpTo(*reader, 95), bytes.substr(10000 - 4095, 95));
     EXPECT_EQ(reader.pChild->SeekCalls(), nSeeks) << "a live child is never asked to seek";
 }
 
@@ -292,9 +285,9 @@ TEST(BufferedReaderTest, WaitAtEndDecidesWhetherAReadAtTheEndWaits)
     ASSERT_EQ(reader->Open(), 1);
     ASSERT_TRUE(WaitFor(5000, [&] { return StateOf(*reader).nEnd == 1; })) << "the child ran dry";
     uint32_t nStart = TickCount();
-    EXPECT_EQ(ReadBytes(*reader, 2000), bytes.substr(0, 1000)) << "what there is, at once";
+    EXPECT_EQ(ReadUpTo(*reader, 2000), bytes.substr(0, 1000)) << "what there is, at once";
     EXPECT_LT(TickCount() - nStart, 400u);
-    EXPECT_EQ(ReadBytes(*reader, 10), "") << "nothing, at once";
+    EXPECT_EQ(ReadUpTo(*reader, 10), "") << "nothing, at once";
     EXPECT_EQ(StateOf(*reader).nActive, 1u) << "the worker still retries";
 
     reader->SetWaitAtEnd(1);
@@ -303,11 +296,11 @@ TEST(BufferedReaderTest, WaitAtEndDecidesWhetherAReadAtTheEndWaits)
         reader.pChild->Append(bytes.substr(1000));
     });
     nStart = TickCount();
-    EXPECT_EQ(ReadBytes(*reader, 2000), bytes.substr(1000)) << "waits until the retry brings the rest";
+    EXPECT_EQ(ReadUpTo(*reader, 2000), bytes.substr(1000)) << "waits until the retry brings the rest";
     EXPECT_GE(TickCount() - nStart, 150u);
     grow.join();
     nStart = TickCount();
-    EXPECT_EQ(ReadBytes(*reader, 10), "") << "waits for the worker to give up";
+    EXPECT_EQ(ReadUpTo(*reader, 10), "") << "waits for the worker to give up";
     const uint32_t nWaited = TickCount() - nStart;
     EXPECT_GE(nWaited, 500u);
     EXPECT_LT(nWaited, 4000u);
@@ -318,17 +311,17 @@ TEST(BufferedReaderTest, SwitchingBufferingOffContinuesWhereTheCallerWas)
     const std::string bytes = PatternBytes(100000, 7);
     CBuffered reader(bytes, 16384);
     ASSERT_EQ(reader->Open(), 1);
-    EXPECT_EQ(ReadBytes(*reader, 5000), bytes.substr(0, 5000));
+    EXPECT_EQ(ReadUpTo(*reader, 5000), bytes.substr(0, 5000));
     reader->SetBuffering(0);
     EXPECT_EQ(StateOf(*reader).nActive, 0u);
     EXPECT_EQ(reader.pChild->GetPosition(), 5000);
     const int nReads = reader.pChild->ReadCalls();
-    EXPECT_EQ(ReadBytes(*reader, 1000), bytes.substr(5000, 1000));
+    EXPECT_EQ(ReadUpTo(*reader, 1000), bytes.substr(5000, 1000));
     EXPECT_EQ(reader.pChild->ReadCalls(), nReads + 1) << "a pass-through read is the child's";
     EXPECT_EQ(reader->GetPosition(), 6000);
     reader->SetBuffering(1);
     EXPECT_EQ(StateOf(*reader).nActive, 0u) << "nothing until the next read";
-    EXPECT_EQ(ReadBytes(*reader, 1000), bytes.substr(6000, 1000));
+    EXPECT_EQ(ReadUpTo(*reader, 1000), bytes.substr(6000, 1000));
     EXPECT_EQ(StateOf(*reader).nActive, 1u);
     EXPECT_EQ(reader->GetPosition(), 7000);
 }
@@ -456,7 +449,7 @@ TEST(BufferedReaderThreadTest, ReadWaitsForTheWorkerAndWakesWhenBytesArrive)
         reader.pChild->Release();
     });
     const uint32_t nStart = TickCount();
-    EXPECT_EQ(ReadBytes(*reader, 5000), bytes);
+    EXPECT_EQ(ReadUpTo(*reader, 5000), bytes);
     EXPECT_GE(TickCount() - nStart, 100u) << "the read waited for the bytes";
     release.join();
 }
@@ -506,7 +499,7 @@ TEST(BufferedReaderThreadTest, CloseWakesAReadBlockedInAnotherThread)
     ASSERT_EQ(reader->Open(), 1);
     ASSERT_TRUE(reader.pChild->WaitUntilBlocked(5000));
     std::atomic<uint32_t> nRead{12345};
-    std::thread blocked([&] { nRead = ReadBytes(*reader, 100).size(); });
+    std::thread blocked([&] { nRead = ReadUpTo(*reader, 100).size(); });
     SleepMilliseconds(100);
     EXPECT_EQ(nRead.load(), 12345u) << "the read is still waiting";
     const uint32_t nStart = TickCount();

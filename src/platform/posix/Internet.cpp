@@ -34,23 +34,6 @@ std::shared_ptr<T> Find(InternetHandle h, EInternetObjectType type)
     return std::static_pointer_cast<T>(pObject);
 }
 
-InternetHandle Register(std::shared_ptr<VInternetObject> pObject, InternetHandle hParent)
-{
-    InternetHandle h = Table().Add(std::move(pObject), hParent);
-    if (h)
-        SetInternetLastError(INET_ERROR_SUCCESS);
-    return h;
-}
-
-template <typename T, typename... Args>
-std::shared_ptr<T> Make(Args&&... args)
-{
-    std::shared_ptr<T> pObject(new (std::nothrow) T(std::forward<Args>(args)...));
-    if (!pObject)
-        FailInternet(INET_ERROR_NOT_ENOUGH_MEMORY);
-    return pObject;
-}
-
 }  // namespace
 
 InternetHandle OpenInternetSession(const std::u16string& userAgent, uint32_t accessType,
@@ -61,9 +44,9 @@ InternetHandle OpenInternetSession(const std::u16string& userAgent, uint32_t acc
         FailInternet(INET_ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    auto pSession = Make<CInternetSession>(Utf8FromUtf16(userAgent), accessType, Utf8FromUtf16(proxyList),
-                                           Utf8FromUtf16(bypassList));
-    return pSession ? Register(pSession, nullptr) : nullptr;
+    auto pSession = MakeInternetObject<CInternetSession>(Utf8FromUtf16(userAgent), accessType,
+                                                         Utf8FromUtf16(proxyList), Utf8FromUtf16(bypassList));
+    return pSession ? Table().Add(pSession, nullptr) : nullptr;
 }
 
 InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& host, uint16_t port,
@@ -77,11 +60,12 @@ InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& ho
         FailInternet(host.empty() ? INET_ERROR_INVALID_URL : INET_ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    auto pConnection = Make<CInternetConnection>(pSession, Utf8FromUtf16(host), port, user, password, service, flags);
+    auto pConnection = MakeInternetObject<CInternetConnection>(pSession, Utf8FromUtf16(host), port, user, password,
+                                                               service, flags);
     if (!pConnection)
         return nullptr;
     // The handle exists while the login runs, so closing the session can cut it short.
-    InternetHandle h = Register(pConnection, hSession);
+    InternetHandle h = Table().Add(pConnection, hSession);
     if (!h || !pConnection->IsFtp())
         return h;
     std::lock_guard<std::recursive_mutex> lock(pConnection->Lock());
@@ -104,10 +88,10 @@ InternetHandle OpenHttpRequest(InternetHandle hConnect, const std::u16string& ve
         FailInternet(INET_ERROR_INCORRECT_HANDLE_TYPE);
         return nullptr;
     }
-    auto pRequest = Make<CHttpRequest>(pConnection, Utf8FromUtf16(verb), Utf8FromUtf16(object),
-                                       Utf8FromUtf16(version), Utf8FromUtf16(referrer), Utf8FromUtf16(acceptTypes),
-                                       flags);
-    return pRequest ? Register(pRequest, hConnect) : nullptr;
+    auto pRequest = MakeInternetObject<CHttpRequest>(pConnection, Utf8FromUtf16(verb), Utf8FromUtf16(object),
+                                                     Utf8FromUtf16(version), Utf8FromUtf16(referrer),
+                                                     Utf8FromUtf16(acceptTypes), flags);
+    return pRequest ? Table().Add(pRequest, hConnect) : nullptr;
 }
 
 bool AddHttpRequestHeaders(InternetHandle hRequest, const std::u16string& headers, uint32_t modifiers)
@@ -204,10 +188,10 @@ InternetHandle OpenFtpFile(InternetHandle hConnect, const std::u16string& fileNa
         FailInternet(pConnection->IsFtp() ? INET_ERROR_INVALID_PARAMETER : INET_ERROR_INCORRECT_HANDLE_TYPE);
         return nullptr;
     }
-    auto pFile = Make<CFtpFile>(pConnection, Utf8FromUtf16(fileName), flags);
+    auto pFile = MakeInternetObject<CFtpFile>(pConnection, Utf8FromUtf16(fileName), flags);
     if (!pFile)
         return nullptr;
-    InternetHandle h = Register(pFile, hConnect);
+    InternetHandle h = Table().Add(pFile, hConnect);
     if (!h)
         return nullptr;
     std::unique_lock<std::recursive_mutex> lock(pFile->Lock());

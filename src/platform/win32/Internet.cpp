@@ -45,29 +45,12 @@ std::shared_ptr<VInternetFile> FindFile(InternetHandle h)
     return std::static_pointer_cast<VInternetFile>(pObject);
 }
 
-InternetHandle Register(std::shared_ptr<CInternetObject> pObject, InternetHandle hParent)
-{
-    InternetHandle h = Table().Add(std::move(pObject), hParent);
-    if (h)
-        SetInternetLastError(INET_ERROR_SUCCESS);
-    return h;
-}
-
-template <typename T, typename... Args>
-std::shared_ptr<T> Make(Args&&... args)
-{
-    std::shared_ptr<T> pObject(new (std::nothrow) T(std::forward<Args>(args)...));
-    if (!pObject)
-        FailInternet(INET_ERROR_NOT_ENOUGH_MEMORY);
-    return pObject;
-}
-
 // Registers an object whose system handle a blocking call is still to make, so that closing the
 // parent meanwhile cuts the call short; unregisters it again when making the handle fails.
 InternetHandle RegisterWhile(std::shared_ptr<CInternetObject> pObject, InternetHandle hParent,
                              const std::function<bool()>& make)
 {
-    InternetHandle h = pObject ? Register(pObject, hParent) : nullptr;
+    InternetHandle h = pObject ? Table().Add(pObject, hParent) : nullptr;
     if (!h || make())
         return h;
     const uint32_t nError = InternetLastError();
@@ -102,12 +85,12 @@ InternetHandle OpenInternetSession(const std::u16string& userAgent, uint32_t acc
         CInternetObject::FailWithSystemError();
         return nullptr;
     }
-    auto pSession = Make<CInternetObject>(EInternetObjectType::SESSION, h, false, nullptr);
+    auto pSession = MakeInternetObject<CInternetObject>(EInternetObjectType::SESSION, h, false, nullptr);
     if (!pSession) {
         InternetCloseHandle(h);
         return nullptr;
     }
-    return Register(pSession, nullptr);
+    return Table().Add(pSession, nullptr);
 }
 
 InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& host, uint16_t port,
@@ -125,16 +108,18 @@ InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& ho
             CInternetObject::FailWithSystemError();
             return nullptr;
         }
-        auto pConnection = Make<CInternetObject>(EInternetObjectType::CONNECTION, h, false, pSession.get());
+        auto pConnection =
+            MakeInternetObject<CInternetObject>(EInternetObjectType::CONNECTION, h, false, pSession.get());
         if (!pConnection) {
             InternetCloseHandle(h);
             return nullptr;
         }
         RecordCredentials(*pConnection, user, password);
-        return Register(pConnection, hSession);
+        return Table().Add(pConnection, hSession);
     }
     // An FTP connection logs in at once.
-    auto pConnection = Make<CInternetObject>(EInternetObjectType::CONNECTION, nullptr, true, pSession.get());
+    auto pConnection =
+        MakeInternetObject<CInternetObject>(EInternetObjectType::CONNECTION, nullptr, true, pSession.get());
     if (pConnection)
         RecordCredentials(*pConnection, user, password);
     return RegisterWhile(pConnection, hSession, [&] {
@@ -169,10 +154,11 @@ InternetHandle OpenHttpRequest(InternetHandle hConnect, const std::u16string& ve
     HINTERNET h = CHttpRequest::Open(pConnection->Handle(), verb, object, version, referrer, acceptTypes, flags);
     if (!h)
         return nullptr;
-    auto pRequest = Make<CHttpRequest>(pConnection, h, verb, object, version, referrer, acceptTypes, flags);
+    auto pRequest =
+        MakeInternetObject<CHttpRequest>(pConnection, h, verb, object, version, referrer, acceptTypes, flags);
     if (!pRequest)
         InternetCloseHandle(h);
-    return pRequest ? Register(pRequest, hConnect) : nullptr;
+    return pRequest ? Table().Add(pRequest, hConnect) : nullptr;
 }
 
 bool AddHttpRequestHeaders(InternetHandle hRequest, const std::u16string& headers, uint32_t modifiers)
@@ -246,7 +232,7 @@ InternetHandle OpenFtpFile(InternetHandle hConnect, const std::u16string& fileNa
         FailInternet(pConnection->IsFtp() ? INET_ERROR_INVALID_PARAMETER : INET_ERROR_INCORRECT_HANDLE_TYPE);
         return nullptr;
     }
-    auto pFile = Make<CFtpFile>(pConnection, fileName, flags);
+    auto pFile = MakeInternetObject<CFtpFile>(pConnection, fileName, flags);
     return RegisterWhile(pFile, hConnect, [&] { return pFile->Open(); });
 }
 
