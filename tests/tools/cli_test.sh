@@ -193,6 +193,12 @@ icecast_checks() {
   check "icecast's audio is MP3" test "$(ffprobe -v error -show_entries stream=codec_name -of csv=p=0 "$scratch/radio.mp3")" = mp3
   ffmpeg -nostdin -v error -i "$scratch/radio.mp3" -f null - 2> "$scratch/decode"
   check "icecast's audio decodes without an error" test "$?" -eq 0 -a ! -s "$scratch/decode"
+  if [ -s "$scratch/decode" ]; then
+    # Damage inside the stream (a cut frame at either end decodes quietly): keep it for a look.
+    local kept="${TMPDIR:-/tmp}/zureader-cli-radio-$$.mp3"
+    cp "$scratch/radio.mp3" "$kept"
+    echo "ffmpeg on the recording (kept as $kept):"; head -n 3 "$scratch/decode"
+  fi
   # 3 s at the station's bit rate, plus the burst icecast sends a new listener.
   check "icecast's audio lasts about as long as asked" \
     test "$(wc -c < "$scratch/radio.mp3")" -ge $((${server[ICECAST_BITRATE]} / 8 * 2))
