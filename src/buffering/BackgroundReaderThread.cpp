@@ -114,11 +114,16 @@ int32_t CBackgroundReaderThread::ReadAhead()
         }
     }
     const uint32_t nLargestRead = std::max({nReadSize, kFallbackReadSize, static_cast<uint32_t>(std::max(m_nMetadataInterval, 0))});
-    m_Chunk.resize(std::min(nLargestRead, kMaxChunk));
+    const uint32_t nChunkLimit = std::min(nLargestRead, kMaxChunk);
+    // A child that reads at once fills the buffer in place, saving a copy. A live one may keep a
+    // read waiting, and the space it would fill meanwhile is out of a seek back's reach.
+    m_bInPlace = !Child()->IsLengthUnknown();
+    if (!m_bInPlace)
+        m_Chunk.resize(nChunkLimit);
     while (!IsStopRequested()) {
         if (nReadSize < 1)
             nReadSize = kFallbackReadSize;
-        const uint32_t nRead = ReadChunk(std::min(nReadSize, static_cast<uint32_t>(m_Chunk.size())));
+        const uint32_t nRead = ReadChunk(std::min(nReadSize, nChunkLimit));
         if (nRead == 0)
             break;
         if (m_bIcy) {
@@ -201,13 +206,27 @@ uint32_t CBackgroundReaderThread::ReadFully(unsigned char* pBuffer, uint32_t nCo
 
 uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
 {
-    uint32_t nRead = Child()->Read(m_Chunk.data(), nSize);
+    unsigned char* pTarget = m_Chunk.data();
+    if (m_bInPlace) {
+        if (WaitForRoom(nSize) == 0)
+            return 0;
+        pTarget = m_Buffer.BeginWrite(nSize, nSize);
+        if (!pTarget)
+            return 0;
+    }
+    uint32_t nRead = Child()->Read(pTarget, nSize);
     m_bEndOfData.store(nRead == 0, std::memory_order_release);
     if (nRead == 0)
         WakeReaderIfServed();  // a reader that does not wait at the end returns now
-    if (nRead == 0 && m_pOwner->GetRetryTime() > 0 && !RetryEmptyRead(nRead, nSize))
+    const bool bRetried = nRead > 0 || m_pOwner->GetRetryTime() <= 0 || RetryEmptyRead(nRead, pTarget, nSize);
+    if (m_bInPlace) {
+        m_Buffer.CommitWrite(nRead);
+        m_nWritePosition.fetch_add(nRead, std::memory_order_acq_rel);
+        WakeReaderIfServed();
+    } else if (bRetried && !PutIntoBuffer(pTarget, nRead)) {
         return 0;
-    if (!PutIntoBuffer(m_Chunk.data(), nRead))
+    }
+    if (!bRetried)
         return 0;
     if (nRead < nSize)
         SleepMilliseconds(kShortChunkPauseMilliseconds);
@@ -215,14 +234,14 @@ uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
 }
 
 // False when a stop came while waiting.
-bool CBackgroundReaderThread::RetryEmptyRead(uint32_t& nRead, uint32_t nSize)
+bool CBackgroundReaderThread::RetryEmptyRead(uint32_t& nRead, unsigned char* pTarget, uint32_t nSize)
 {
     const int64_t nStart = PerformanceCounter();
     while (nRead == 0 && MillisecondsSince(nStart) < m_pOwner->GetRetryTime()) {
         WaitForStopOrExit(kRetryWaitMilliseconds);
         if (IsStopRequested())
             return false;
-        nRead = Child()->Read(m_Chunk.data(), nSize);
+        nRead = Child()->Read(pTarget, nSize);
         if (nRead != 0)
             m_bEndOfData.store(false, std::memory_order_release);
     }
@@ -235,26 +254,40 @@ bool CBackgroundReaderThread::PutIntoBuffer(const unsigned char* pBytes, uint32_
     // may be written: the caller's step back (Rewind) lives in it, so it is measured again, under
     // the buffer's lock, for every write.
     while (nCount > 0) {
-        // Set before the query: room made after it is signalled.
-        m_nWriterNeeds.store(std::min(nCount, m_Buffer.GetCapacity() / 2), std::memory_order_release);
-        m_SpaceFreed.Reset();
-        const uint32_t nFree = m_Buffer.GetFree(false);
-        if (nFree == 0) {
-            ReleaseBufferQuery();
-            if (IsStopRequested())
-                break;
-            WaitForSignal(m_SpaceFreed, kFullBufferWaitMilliseconds);
-            continue;
-        }
+        const uint32_t nFree = WaitForRoom(std::min(nCount, m_Buffer.GetCapacity() / 2));
+        if (nFree == 0)
+            break;
         const uint32_t nPart = std::min(nCount, nFree);
-        m_nWritePosition.fetch_add(nPart, std::memory_order_acq_rel);
         m_Buffer.Write(pBytes, nPart);
+        // Counted once in the buffer, so that a seek to the write position finds every byte.
+        m_nWritePosition.fetch_add(nPart, std::memory_order_acq_rel);
         WakeReaderIfServed();
         pBytes += nPart;
         nCount -= nPart;
     }
-    m_nWriterNeeds.store(0, std::memory_order_release);
     return nCount == 0;
+}
+
+// The free space once there is any (keeping the buffer's lock for the transfer that must follow);
+// 0 when a stop came first. A waiting writer is woken once nWanted bytes are free.
+uint32_t CBackgroundReaderThread::WaitForRoom(uint32_t nWanted)
+{
+    for (;;) {
+        // Set before the query: room made after it is signalled.
+        m_nWriterNeeds.store(std::max(nWanted, 1u), std::memory_order_release);
+        m_SpaceFreed.Reset();
+        const uint32_t nFree = m_Buffer.GetFree(false);
+        if (nFree > 0) {
+            m_nWriterNeeds.store(0, std::memory_order_release);
+            return nFree;
+        }
+        ReleaseBufferQuery();
+        if (IsStopRequested()) {
+            m_nWriterNeeds.store(0, std::memory_order_release);
+            return 0;
+        }
+        WaitForSignal(m_SpaceFreed, kFullBufferWaitMilliseconds);
+    }
 }
 
 void CBackgroundReaderThread::WakeReaderIfServed()
@@ -307,10 +340,9 @@ bool CBackgroundReaderThread::Seek(int64_t nTarget)
     if (nTarget < nRead) {
         // The check and the step back are one step under the buffer's lock: the worker writes
         // into exactly the space the step back reclaims.
-        m_Buffer.GetFree(false);
-        const int64_t nWrite = GetWritePosition();
-        const int64_t nOldest = nWrite - std::min<int64_t>(nWrite, m_Buffer.GetCapacity() - 1);
-        const bool bHeld = nTarget >= nOldest;
+        // Held are the bytes read so far, as far back as the writer has not taken their space.
+        const int64_t nRewindable = std::min<int64_t>(nRead, m_Buffer.GetRewindable(false));
+        const bool bHeld = nRead - nTarget <= nRewindable;
         if (bHeld)
             m_Buffer.Rewind(nRead - nTarget);
         ReleaseBufferQuery();

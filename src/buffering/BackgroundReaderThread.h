@@ -65,7 +65,8 @@ private:
     uint32_t ReadChunk(uint32_t nSize);
     // Reads until nCount bytes came or the child has none.
     uint32_t ReadFully(unsigned char* pBuffer, uint32_t nCount);
-    bool RetryEmptyRead(uint32_t& nRead, uint32_t nSize);
+    bool RetryEmptyRead(uint32_t& nRead, unsigned char* pTarget, uint32_t nSize);
+    uint32_t WaitForRoom(uint32_t nWanted);
     // Blocks while the buffer is full; false when a stop came first.
     bool PutIntoBuffer(const unsigned char* pBytes, uint32_t nCount);
     void SetTitle(const std::string& title);
@@ -85,6 +86,7 @@ private:
     VBufferedReader* const m_pOwner;
     int32_t m_nMetadataInterval = -1;
     bool m_bIcy;
+    bool m_bInPlace = false;  // the child reads straight into the buffer's free space
     CCircleBuffer m_Buffer;
     std::atomic<bool> m_bEndOfData{false};
     // Each side wakes the other at once: bytes came (or the body ended), room was made. The waits

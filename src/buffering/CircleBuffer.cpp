@@ -202,12 +202,42 @@ uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nCount)
     return nCopied;
 }
 
+unsigned char* CCircleBuffer::BeginWrite(uint32_t nMax, uint32_t& nSpace)
+{
+    Lock();
+    nSpace = m_pData ? std::min({nMax, FreeLocked(), m_nCapacity - m_nWriteIndex}) : 0;
+    m_nWriting = nSpace;
+    unsigned char* pSpace = nSpace > 0 ? m_pData + m_nWriteIndex : nullptr;
+    EndTransfer();
+    return pSpace;
+}
+
+void CCircleBuffer::CommitWrite(uint32_t nCount)
+{
+    Lock();
+    nCount = std::min(nCount, m_nWriting);
+    m_nWriteIndex = Advanced(m_nWriteIndex, nCount);
+    m_nTotalWritten += nCount;
+    m_nWriting = 0;
+    Unlock();
+}
+
+uint32_t CCircleBuffer::RewindableLocked() const
+{
+    return FreeLocked() > m_nWriting ? FreeLocked() - m_nWriting : 0;
+}
+
+uint32_t CCircleBuffer::GetRewindable(bool bRelease)
+{
+    Lock();
+    return EndQuery(RewindableLocked(), bRelease);
+}
+
 void CCircleBuffer::Rewind(int64_t nCount)
 {
     Lock();
     if (m_pData && nCount > 0) {
-        const uint32_t nReclaimable = FreeLocked() > m_nWriting ? FreeLocked() - m_nWriting : 0;
-        const uint32_t nBack = static_cast<uint32_t>(std::min<int64_t>(nCount, nReclaimable));
+        const uint32_t nBack = static_cast<uint32_t>(std::min<int64_t>(nCount, RewindableLocked()));
         m_nReadIndex = Advanced(m_nReadIndex, m_nCapacity - nBack);
     }
     Unlock();

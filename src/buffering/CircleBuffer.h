@@ -46,6 +46,14 @@ public:
     uint32_t Peek(void* pDestination, uint32_t nCount, uint32_t nOffset);
     // Copies nCount bytes in at the write index and moves it past them.
     uint32_t Write(const void* pSource, uint32_t nCount);
+    // For a producer that fills the ring in place: the free memory from the write index on, up to
+    // nMax bytes and no further than the end of the memory (nSpace bytes; null when none). It stays
+    // out of a Rewind's reach until CommitWrite moves the write index past the nCount bytes put
+    // there (at most nSpace). Gives back a preceding query's lock, as a transfer does.
+    unsigned char* BeginWrite(uint32_t nMax, uint32_t& nSpace);
+    void CommitWrite(uint32_t nCount);
+    // How far Rewind can go back now: free space not being written. Same locking rule as GetUsed.
+    uint32_t GetRewindable(bool bRelease = true);
 
     // Moves the read index back by up to nCount bytes, never further than the free space, so that
     // only bytes the writer has not overwritten come back.
@@ -64,6 +72,7 @@ private:
     void EndTransfer();
     uint32_t UsedLocked() const;
     uint32_t FreeLocked() const;
+    uint32_t RewindableLocked() const;
     void CopyOut(unsigned char* pDestination, uint32_t nStart, uint32_t nCount) const;
     void CopyIn(const unsigned char* pSource, uint32_t nStart, uint32_t nCount);
     static bool IsSmall(uint32_t nCount) { return nCount <= 8192; }
@@ -85,5 +94,5 @@ private:
     std::u16string m_Path;
     bool m_bTemporary = false;
     uint64_t m_nTotalWritten = 0;
-    uint32_t m_nWriting = 0;  // free bytes a Write is copying into, out of a Rewind's reach
+    uint32_t m_nWriting = 0;  // free bytes a Write or a producer is filling, out of a Rewind's reach
 };

@@ -107,6 +107,32 @@ TEST_P(CircleBufferTest, LongStreamOfUnevenTransfersComesOutInOrder)
 INSTANTIATE_TEST_SUITE_P(Backing, CircleBufferTest, testing::Values(false, true),
                          [](const testing::TestParamInfo<bool>& info) { return info.param ? "File" : "Heap"; });
 
+TEST(CircleBufferIndexTest, SpaceFilledInPlaceStopsAtTheEndOfMemoryAndIsOutOfARewindsReach)
+{
+    CCircleBuffer ring(16, true, false);
+    WriteIn(ring, Ascending(12, 'A'));
+    EXPECT_EQ(ReadOut(ring, 12), Ascending(12, 'A'));
+    uint32_t nSpace = 0;
+    unsigned char* pSpace = ring.BeginWrite(100, nSpace);
+    ASSERT_NE(pSpace, nullptr);
+    EXPECT_EQ(nSpace, 4u) << "up to the end of the memory, not across it";
+    EXPECT_EQ(ring.GetRewindable(), 15u - nSpace);
+    ring.Rewind(100);
+    EXPECT_EQ(ring.GetUsed(), 11u) << "the step back stops short of the space being filled";
+    EXPECT_EQ(ReadOut(ring, 11), Ascending(11, 'B')) << "what the filler is overwriting is not handed out";
+    std::copy_n("wxyz", 3, pSpace);
+    ring.CommitWrite(3);
+    EXPECT_EQ(ring.GetUsed(), 3u) << "only the bytes committed count";
+    EXPECT_EQ(ReadOut(ring, 3), "wxy");
+    EXPECT_EQ(ring.GetRewindable(), 15u);
+
+    pSpace = ring.BeginWrite(2, nSpace);
+    ASSERT_NE(pSpace, nullptr);
+    EXPECT_EQ(nSpace, 1u) << "one byte left before the end of the memory";
+    ring.CommitWrite(5);
+    EXPECT_EQ(ring.GetUsed(), 1u) << "no more committed than was given";
+}
+
 TEST(CircleBufferIndexTest, RewindAndSkipStayWithinWhatTheRingStillHolds)
 {
     CCircleBuffer ring(16, true, false);
