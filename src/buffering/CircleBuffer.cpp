@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 using namespace zu;
 
@@ -17,8 +16,8 @@ CCircleBuffer::CCircleBuffer(uint32_t nCapacity, bool bLocking, bool bFileBacked
     if (bFileBacked) {
         CreateFileMemory(path);
     } else {
-        m_pHeap.reset(new (std::nothrow) unsigned char[nCapacity]);
-        m_pData = m_pHeap.get();
+        if (m_Memory.Allocate(nCapacity))
+            m_pData = m_Memory.Data();
     }
 }
 
@@ -27,7 +26,7 @@ CCircleBuffer::~CCircleBuffer()
     Lock();
     if (m_bFileBacked)
         ReleaseFile();
-    m_pHeap.reset();
+    m_Memory.Release();
     m_pData = nullptr;
     Unlock();
 }

@@ -1,5 +1,6 @@
-// CCircleBuffer: a fixed-size byte ring between one producer and one consumer, on the heap or in a
-// mapped file so that buffers of a hundred megabytes cost no heap. It holds at most capacity - 1
+// CCircleBuffer: a fixed-size byte ring between one producer and one consumer, in memory of its own
+// ("the heap": private pages from the system, huge where it can) or in a mapped file so that buffers
+// of a hundred megabytes cost no private memory. It holds at most capacity - 1
 // bytes: equal read and write indices mean empty.
 //
 // With locking on, the ring guards its indices with its own lock, and a caller makes "how much is
@@ -9,10 +10,10 @@
 // caller does (they only keep every copy inside the ring's memory).
 #pragma once
 
+#include "platform/LargeMemory.h"
 #include "platform/MappedFile.h"
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
 #include <string>
 
@@ -89,7 +90,7 @@ private:
     uint32_t m_nReadIndex = 0;
     uint32_t m_nWriteIndex = 0;
     unsigned char* m_pData = nullptr;
-    std::unique_ptr<unsigned char[]> m_pHeap;
+    zu::platform::CLargeMemory m_Memory;  // the ring's memory when it is not a file's
     zu::platform::CMappedFile m_Mapping;
     std::u16string m_Path;
     bool m_bTemporary = false;
