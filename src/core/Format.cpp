@@ -9,7 +9,7 @@ namespace {
 
 std::atomic<uint64_t> g_nFormatCalls{0};
 
-struct CSpec {
+struct CDirective {
     std::string flags;
     int nWidth = -1;
     int nPrecision = -1;
@@ -29,34 +29,34 @@ int ReadNumber(const char16_t*& p)
     return n;
 }
 
-// Parses the specification after "%"; leaves p on the character after the conversion.
-CSpec ParseSpec(const char16_t*& p)
+// Parses the directive after "%"; leaves p on the character after the conversion.
+CDirective ParseDirective(const char16_t*& p)
 {
-    CSpec spec;
+    CDirective directive;
     while (IsFlag(*p))
-        spec.flags += static_cast<char>(*p++);
+        directive.flags += static_cast<char>(*p++);
     if (*p >= u'0' && *p <= u'9')
-        spec.nWidth = ReadNumber(p);
+        directive.nWidth = ReadNumber(p);
     if (*p == u'.') {
         ++p;
-        spec.nPrecision = ReadNumber(p);
+        directive.nPrecision = ReadNumber(p);
     }
     while (*p == u'l' || *p == u'h' || *p == u'z' || *p == u'L' || *p == u'q' || *p == u'j' || *p == u't')
         ++p;
     if (p[0] == u'I' && ((p[1] == u'6' && p[2] == u'4') || (p[1] == u'3' && p[2] == u'2')))
         p += 3;
     if (*p)
-        spec.conversion = *p++;
-    return spec;
+        directive.conversion = *p++;
+    return directive;
 }
 
-std::string NarrowSpec(const CSpec& spec, const char* pszConversion)
+std::string NarrowDirective(const CDirective& directive, const char* pszConversion)
 {
-    std::string text = "%" + spec.flags;
-    if (spec.nWidth >= 0)
-        text += std::to_string(spec.nWidth);
-    if (spec.nPrecision >= 0)
-        text += "." + std::to_string(spec.nPrecision);
+    std::string text = "%" + directive.flags;
+    if (directive.nWidth >= 0)
+        text += std::to_string(directive.nWidth);
+    if (directive.nPrecision >= 0)
+        text += "." + std::to_string(directive.nPrecision);
     return text + pszConversion;
 }
 
@@ -72,45 +72,45 @@ std::u16string Printf(const std::string& format, T value)
     return std::u16string(buffer, buffer + n);
 }
 
-std::u16string Pad(std::u16string text, const CSpec& spec)
+std::u16string Pad(std::u16string text, const CDirective& directive)
 {
-    if (spec.nPrecision >= 0 && text.size() > static_cast<size_t>(spec.nPrecision))
-        text.resize(spec.nPrecision);
-    if (spec.nWidth > 0 && text.size() < static_cast<size_t>(spec.nWidth)) {
-        const std::u16string fill(spec.nWidth - text.size(), u' ');
-        text = spec.flags.find('-') != std::string::npos ? text + fill : fill + text;
+    if (directive.nPrecision >= 0 && text.size() > static_cast<size_t>(directive.nPrecision))
+        text.resize(directive.nPrecision);
+    if (directive.nWidth > 0 && text.size() < static_cast<size_t>(directive.nWidth)) {
+        const std::u16string fill(directive.nWidth - text.size(), u' ');
+        text = directive.flags.find('-') != std::string::npos ? text + fill : fill + text;
     }
     return text;
 }
 
-std::u16string Convert(const CSpec& spec, const CFormatArg& arg)
+std::u16string Convert(const CDirective& directive, const CFormatArg& arg)
 {
-    switch (spec.conversion) {
+    switch (directive.conversion) {
     case u'd':
     case u'i':
-        return Printf(NarrowSpec(spec, "lld"), arg.Signed());
+        return Printf(NarrowDirective(directive, "lld"), arg.Signed());
     case u'u':
-        return Printf(NarrowSpec(spec, "llu"), arg.Unsigned());
+        return Printf(NarrowDirective(directive, "llu"), arg.Unsigned());
     case u'x':
-        return Printf(NarrowSpec(spec, "llx"), arg.Unsigned());
+        return Printf(NarrowDirective(directive, "llx"), arg.Unsigned());
     case u'X':
-        return Printf(NarrowSpec(spec, "llX"), arg.Unsigned());
+        return Printf(NarrowDirective(directive, "llX"), arg.Unsigned());
     case u'o':
-        return Printf(NarrowSpec(spec, "llo"), arg.Unsigned());
+        return Printf(NarrowDirective(directive, "llo"), arg.Unsigned());
     case u'f':
     case u'e':
     case u'g':
     case u'E':
     case u'G': {
-        const char conversion[2] = {static_cast<char>(spec.conversion), 0};
-        return Printf(NarrowSpec(spec, conversion), arg.Real());
+        const char conversion[2] = {static_cast<char>(directive.conversion), 0};
+        return Printf(NarrowDirective(directive, conversion), arg.Real());
     }
     case u'c':
-        return Pad(std::u16string(1, static_cast<char16_t>(arg.Unsigned())), spec);
+        return Pad(std::u16string(1, static_cast<char16_t>(arg.Unsigned())), directive);
     case u'p':
-        return Printf(NarrowSpec(spec, "llx"), arg.Unsigned());
+        return Printf(NarrowDirective(directive, "llx"), arg.Unsigned());
     default:  // s, S
-        return Pad(arg.Text(), spec);
+        return Pad(arg.Text(), directive);
     }
 }
 
@@ -176,12 +176,12 @@ std::u16string FormatArgs(const char16_t* pszFormat, const CFormatArg* pArgs, si
             out += *p++;
             continue;
         }
-        const CSpec spec = ParseSpec(p);
-        if (!spec.conversion)
+        const CDirective directive = ParseDirective(p);
+        if (!directive.conversion)
             break;
-        // A specification without its argument prints nothing rather than reading past the list.
+        // A directive without its argument prints nothing rather than reading past the list.
         if (nNext < nArgs)
-            out += Convert(spec, pArgs[nNext++]);
+            out += Convert(directive, pArgs[nNext++]);
     }
     return out;
 }
