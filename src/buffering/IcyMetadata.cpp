@@ -1,5 +1,6 @@
 #include "buffering/IcyMetadata.h"
 
+#include "core/DecimalText.h"
 #include "platform/Text.h"
 
 #include <algorithm>
@@ -64,19 +65,7 @@ bool CIcyMetadata::ApplyBlock(const unsigned char* pBlock, size_t nLength, std::
 
 int32_t CIcyMetadata::ParseInterval(const std::string& text)
 {
-    size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || (text[i] >= '\t' && text[i] <= '\r')))
-        ++i;
-    bool bNegative = false;
-    if (i < text.size() && (text[i] == '+' || text[i] == '-'))
-        bNegative = text[i++] == '-';
-    int64_t nValue = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-        nValue = nValue * 10 + (text[i] - '0');
-        if (nValue > INT32_MAX)
-            return bNegative ? INT32_MIN : INT32_MAX;
-    }
-    return static_cast<int32_t>(bNegative ? -nValue : nValue);
+    return CDecimalText::ToInt32(std::u16string(text.begin(), text.end()));
 }
 
 std::u16string CIcyMetadata::TitleToText(const std::string& title)

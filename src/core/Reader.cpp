@@ -1,8 +1,8 @@
 #include <zureader/Reader.h>
 
+#include "core/DecimalText.h"
 #include "platform/SystemString.h"
 
-#include <cstdlib>
 
 VReader::~VReader() = default;
 
@@ -81,18 +81,7 @@ std::u16string VReader::GetOption(const std::u16string& key) const
     return pEntry == m_Options.end() ? std::u16string() : pEntry->second;
 }
 
-// The integer value of the text, as the C library's atoi reads it: leading blanks, a sign, digits.
 bool VReader::GetOptionFlag(const std::u16string& key) const
 {
-    const std::u16string value = GetOption(key);
-    size_t i = 0;
-    while (i < value.size() && (value[i] == u' ' || value[i] == u'\t'))
-        ++i;
-    if (i < value.size() && (value[i] == u'+' || value[i] == u'-'))
-        ++i;
-    for (; i < value.size() && value[i] >= u'0' && value[i] <= u'9'; ++i) {
-        if (value[i] != u'0')
-            return true;
-    }
-    return false;
+    return CDecimalText::ToInt32(GetOption(key)) != 0;
 }

@@ -4,7 +4,7 @@
 #include "core/Url.h"
 #include "host/Base64.h"
 #include "host/HostCallbacks.h"
-#include "net/DecimalText.h"
+#include "core/DecimalText.h"
 #include "net/RedirectTarget.h"
 #include "net/ResponseHeaders.h"
 #include "net/StoredCredentials.h"
@@ -502,7 +502,6 @@ bool CInternetReader::AnswerAuthenticationChallenge()
 
 void CInternetReader::TakeResponseLength()
 {
-    const std::u16string headers = CResponseHeaders::Lookup(m_hRequest.Get(), u"AllHeaders");
     const std::u16string contentLength = CResponseHeaders::Lookup(m_hRequest.Get(), u"ContentLength");
     if (contentLength.empty()) {
         m_nLength = -1;
@@ -510,8 +509,8 @@ void CInternetReader::TakeResponseLength()
         m_nLength = CDecimalText::ToInt32(contentLength);
         m_bLengthKnown = 1;
     }
-    if (m_nLength == 0 && !headers.empty())
-        IntegrityCheckLength(headers, m_nLength);
+    if (m_nLength == 0)
+        IntegrityCheckLength(CResponseHeaders::Lookup(m_hRequest.Get(), u"AllHeaders"), m_nLength);
 }
 
 bool CInternetReader::DownloadFromFTPURL()

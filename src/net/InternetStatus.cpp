@@ -1,6 +1,6 @@
 #include "net/InternetStatus.h"
 
-#include "net/DecimalText.h"
+#include "core/DecimalText.h"
 #include "platform/NetworkState.h"
 
 using namespace zu::platform;

@@ -1,5 +1,5 @@
 // CDecimalText: numbers in texts that servers and options supply, read the way C's atoi reads
-// them (leading blanks, a sign, the digits up to the first other character; nothing counts as 0),
+// them (leading white space, a sign, the digits up to the first other character; nothing counts as 0),
 // held to the 32-bit range instead of wrapping.
 #pragma once
 

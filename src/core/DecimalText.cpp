@@ -1,11 +1,11 @@
-#include "net/DecimalText.h"
+#include "core/DecimalText.h"
 
 #include <algorithm>
 
 int32_t CDecimalText::ToInt32(const std::u16string& text)
 {
     size_t i = 0;
-    while (i < text.size() && (text[i] == u' ' || text[i] == u'\t'))
+    while (i < text.size() && (text[i] == u' ' || (text[i] >= u'\t' && text[i] <= u'\r')))
         ++i;
     const bool bNegative = i < text.size() && text[i] == u'-';
     if (i < text.size() && (text[i] == u'+' || text[i] == u'-'))
