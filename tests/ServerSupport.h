@@ -6,55 +6,26 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace zutest {
 
-// NAME=VALUE lines; blank lines, "#" comments and lines without "=" are ignored.
-std::map<std::string, std::string> ParseServerTable(const std::string& text);
-
-// A path on the machine the servers run on, as this program has to name it. Under Wine a Windows
-// program sees the Unix root as drive Z:, so "/a/b" becomes "Z:\a\b" where the separator is "\".
-std::u16string LocalPathOfServerPath(const std::string& path, char16_t separator);
-
-class CServerTable {
-public:
-    // On failure the table stays empty and Problem() says why.
-    bool Load(const std::u16string& path);
-    bool IsLoaded() const { return m_bLoaded; }
-    const std::string& Problem() const { return m_strProblem; }
-
-    // Empty (or 0) for a name the table does not hold.
-    std::string Value(const std::string& name) const;
-    int Port(const std::string& name) const;
-    // A file or folder the servers use, named the way this program can open it.
-    std::u16string Path(const std::string& name) const;
-    // "http://127.0.0.1:port/path" for the server NAME; https for names containing HTTPS, ftp
-    // for names starting with FTP. A non-empty login ("user:password") goes before the host.
-    std::u16string Url(const std::string& name, const std::string& path, const std::string& login = "") const;
-
-private:
-    std::map<std::string, std::string> m_Values;
-    bool m_bLoaded = false;
-    std::string m_strProblem;
-};
-
-// The table named by ZU_TEST_SERVERS, read once.
-const CServerTable& Servers();
-
-inline bool ServersAvailable() { return Servers().IsLoaded(); }
-inline std::string ServersUnavailableReason() { return Servers().Problem(); }
-inline std::string ServerValue(const std::string& name) { return Servers().Value(name); }
-inline int ServerPort(const std::string& name) { return Servers().Port(name); }
-inline std::u16string ServerPath(const std::string& name) { return Servers().Path(name); }
-inline std::u16string ServerUrl(const std::string& name, const std::string& path, const std::string& login = "")
-{
-    return Servers().Url(name, path, login);
-}
+bool ServersAvailable();
+std::string ServersUnavailableReason();
+// Empty (or 0) for a name the ports file does not hold.
+std::string ServerValue(const std::string& name);
+int ServerPort(const std::string& name);
+// A file or folder the servers use, named the way this program can open it (Z:\... under Wine).
+std::u16string ServerPath(const std::string& name);
+// "http://127.0.0.1:port/path" for the server NAME; https for names containing HTTPS, ftp for
+// names starting with FTP. A non-empty login ("user:password") goes before the host.
+std::u16string ServerUrl(const std::string& name, const std::string& path, const std::string& login = "");
+// The pattern file the servers hold under the names PREFIX"PATTERN_SIZE" and PREFIX"PATTERN_SEED".
+std::string ServedPattern(const std::string& prefix = "");
 
 // One request as the odd server received it (its /__requests record).
 struct CRecordedRequest {
@@ -69,21 +40,31 @@ struct CRecordedRequest {
     std::string Header(const std::string& name) const;
 };
 
-// The record's JSON lines; lines that do not parse are passed over.
+// The record's JSON lines; lines that do not parse (one being written) are passed over.
 std::vector<CRecordedRequest> ParseRecordedRequests(const std::string& jsonLines);
 
 // What the odd server has received since it started (or since /__reset) whose request target
-// starts with pathPrefix. The server keeps its /__requests record in ODD_REQUESTS as well, and
-// this reads it from there, so the tests need no HTTP client of their own to check what a reader
-// sent.
+// starts with pathPrefix, read from the copy of its record it keeps in ODD_REQUESTS.
 std::vector<CRecordedRequest> RecordedRequests(const std::string& pathPrefix = "/");
 
-// The lines of a log the table names (NGINX_ACCESS_LOG, SQUID_ACCESS_LOG, FTP_LOG, ...).
+// The lines of a log the ports file names (NGINX_ACCESS_LOG, SQUID_ACCESS_LOG, FTP_LOG, ...).
 std::vector<std::string> ServerLogLines(const std::string& name);
+
+// The lines of that log which contain needle; waits up to nWaitMs for at least one to appear,
+// since the servers write their logs after answering.
+std::vector<std::string> LogLinesWith(const std::string& logName, const std::string& needle, uint32_t nWaitMs = 3000);
 
 // The value of key="..." in an access-log line, with nginx's \xHH escapes undone; empty when the
 // line has no such field.
 std::string AccessLogField(const std::string& line, const std::string& key);
+
+// A text no other request of this run carries, to find a request in a server's log.
+std::string UniqueTag(const char* pszWhat);
+
+std::u16string U16(const std::string& ascii);
+
+using CClock = std::chrono::steady_clock;
+int64_t MillisecondsSince(CClock::time_point start);
 
 }  // namespace zutest
 

@@ -15,29 +15,12 @@
 
 using namespace zutest;
 using zu::platform::InternetErrorText;
+using InternetReaderTest = CInternetReaderTest;
 
 namespace {
 
 const std::string DEFAULT_AGENT = "Orvane Internet Reader/2.0 (compatible; Windows-Media-Player/10)";
-
-class InternetReaderTest : public testing::Test {
-protected:
-    // Credentials a server accepted in an earlier test would otherwise go out unasked.
-    void SetUp() override { zu::platform::EndInternetSession(); }
-
-    CScopedHome m_Home;  // no stored credentials but the test's own
-};
-
-// What "StatusCode" says of a transfer that failed before any answer.
-std::string TransferFailureCode()
-{
-    return zu::platform::IsNetworkAlive() ? "-1" : "-2";
-}
-
-std::u16string Url(const std::string& server, const std::string& path)
-{
-    return ServerUrl(server, path);
-}
+const std::string HELLO = "Hello from the root.\n";
 
 }  // namespace
 
@@ -45,78 +28,58 @@ TEST_F(InternetReaderTest, ReadsAWholeBodyAndAnswersWhatTheServerSaid)
 {
     ZU_REQUIRE_SERVERS();
     const std::string tag = UniqueTag("whole");
-    const std::u16string url = Url("NGINX_HTTP", "/pattern.bin?" + tag);
+    const std::u16string url = ServerUrl("NGINX_HTTP", "/pattern.bin?" + tag);
     CReaderPtr reader = InternetReader(url);
     ASSERT_TRUE(reader);
     EXPECT_EQ(ZU_READER_INTERNET, reader->GetType());
     EXPECT_EQ(url, Info(*reader, u"Location")) << "known before the reader opens";
-    EXPECT_EQ(0, reader->IsOpen());
-    EXPECT_EQ(0u, reader->Read(nullptr, 0));
 
     ASSERT_TRUE(reader->Open()) << Utf8(Info(*reader, u"StatusText"));
     EXPECT_TRUE(reader->Open()) << "a second Open keeps what is open";
     EXPECT_EQ(1, reader->IsOpen());
-    EXPECT_EQ(1, reader->IsRemote());
-    EXPECT_EQ(1, reader->IsReadOnly());
     EXPECT_EQ(0, reader->IsLengthUnknown());
-    EXPECT_EQ(static_cast<int64_t>(HttpPattern().size()), reader->GetLength());
+    EXPECT_EQ(static_cast<int64_t>(ServedPattern().size()), reader->GetLength());
     EXPECT_EQ(u"0", Info(*reader, u"Error"));
     EXPECT_EQ(u"200", Info(*reader, u"StatusCode"));
     EXPECT_EQ(u"OK", Info(*reader, u"StatusText"));
     EXPECT_EQ(u"application/octet-stream", Info(*reader, u"ContentType"));
     EXPECT_EQ(U16(ServerValue("PATTERN_SIZE")), Info(*reader, u"ContentLength"));
-    EXPECT_EQ(u"", Info(*reader, u"ContentEncoding"));
     EXPECT_EQ(0u, Info(*reader, u"AllHeaders").find(u"HTTP/1.1 200 OK\r\n"));
-    EXPECT_EQ(0u, reader->Write("x", 1));
-    EXPECT_EQ(0, reader->SetEndOfFile());
 
-    const std::string body = ReadToEnd(*reader);
-    EXPECT_TRUE(body == HttpPattern()) << body.size() << " bytes";
+    EXPECT_TRUE(ReadToEnd(*reader) == ServedPattern());
     reader->Close();
     EXPECT_EQ(0, reader->IsOpen());
-    char byte = 0;
-    EXPECT_EQ(0u, reader->Read(&byte, 1));
+    EXPECT_EQ("", ReadUpTo(*reader, 1));
     reader->Close();
 
     const std::string line = NginxLine(tag);
     EXPECT_EQ(0u, line.find("http GET ")) << line;
     EXPECT_EQ(DEFAULT_AGENT, AccessLogField(line, "ua"));
     EXPECT_EQ("1", AccessLogField(line, "icy")) << "a GET asks for radio titles";
-    EXPECT_EQ("-", AccessLogField(line, "range"));
-    EXPECT_EQ("-", AccessLogField(line, "auth"));
-    EXPECT_EQ("-", AccessLogField(line, "cookie"));
-    EXPECT_EQ("-", AccessLogField(line, "flash"));
+    for (const char* pszUnsent : {"range", "auth", "cookie", "flash"})
+        EXPECT_EQ("-", AccessLogField(line, pszUnsent)) << pszUnsent;
 }
 
 TEST_F(InternetReaderTest, PositionsMoveWithinAKnownLengthAndReadsStopAtIt)
 {
     ZU_REQUIRE_SERVERS();
-    const std::string pattern = HttpPattern();
+    const std::string pattern = ServedPattern();
     const int64_t nSize = static_cast<int64_t>(pattern.size());
-    CReaderLog log;
-    CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/pattern.bin?" + UniqueTag("seek")));
+    CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", "/pattern.bin?" + UniqueTag("seek")));
     ASSERT_TRUE(reader->Open());
     EXPECT_EQ(0, reader->GetPosition());
-    std::string buffer(1000, '\0');
-    ASSERT_EQ(1000u, reader->Read(&buffer[0], 1000));
+    ASSERT_EQ(1000u, ReadUpTo(*reader, 1000).size());
     EXPECT_EQ(1000, reader->GetPosition());
 
     EXPECT_EQ(300000, reader->SetPosition(300000, ZU_SEEK_BEGIN));
-    ASSERT_EQ(100u, reader->Read(&buffer[0], 100));
-    EXPECT_EQ(pattern.substr(300000, 100), buffer.substr(0, 100));
+    EXPECT_EQ(pattern.substr(300000, 100), ReadUpTo(*reader, 100));
     EXPECT_EQ(300050, reader->SetPosition(-50, ZU_SEEK_CURRENT));
     EXPECT_EQ(nSize - 10, reader->SetPosition(-10, ZU_SEEK_END));
-    EXPECT_TRUE(log.Lines("capped").empty());
-
-    ASSERT_EQ(10u, reader->Read(&buffer[0], 1000)) << "no further than the length";
-    EXPECT_EQ(pattern.substr(pattern.size() - 10), buffer.substr(0, 10));
-    EXPECT_EQ(1u, log.Lines("CInternetReader::Read: nBytes was 1000, capped at 10, m_nLength=" +
-                            std::to_string(nSize)).size());
-    EXPECT_EQ(0u, reader->Read(&buffer[0], 1000));
-    EXPECT_EQ(1u, log.Lines("capped at 0,").size());
+    EXPECT_EQ(pattern.substr(pattern.size() - 10), ReadUpTo(*reader, 1000)) << "no further than the length";
+    EXPECT_EQ("", ReadUpTo(*reader, 1000));
 
     // A body delimited by the connection's end has no length: no positions, no moves.
-    CReaderPtr stream = InternetReader(Url("ODD_HTTP", "/icy?metaint=1000&blocks=3&" + UniqueTag("nolength")));
+    CReaderPtr stream = InternetReader(ServerUrl("ODD_HTTP", "/icy?metaint=1000&blocks=3&" + UniqueTag("nolength")));
     ASSERT_TRUE(stream->Open());
     EXPECT_EQ(-1, stream->GetLength());
     EXPECT_EQ(1, stream->IsLengthUnknown());
@@ -130,7 +93,7 @@ TEST_F(InternetReaderTest, RequestsCarryTheHeadersTheOptionsAndTheSharedCookieAs
     ZU_REQUIRE_SERVERS();
     {
         const std::string tag = UniqueTag("headers");
-        CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/echo?" + tag),
+        CReaderPtr reader = InternetReader(ServerUrl("ODD_HTTP", "/echo?" + tag),
                                            u"USER_AGENT|Test agent 1.0|INFO_HEADERS|X-One: 1\r\nX-Two: two");
         ASSERT_TRUE(reader->Open());
         const std::vector<CRecordedRequest> recorded = RecordedRequests("/echo?" + tag);
@@ -142,16 +105,12 @@ TEST_F(InternetReaderTest, RequestsCarryTheHeadersTheOptionsAndTheSharedCookieAs
         EXPECT_EQ("two", request.Header("X-Two"));
         EXPECT_EQ("1", request.Header("Icy-MetaData"));
         EXPECT_EQ("*/*", request.Header("Accept"));
-        EXPECT_TRUE(request.HeaderValues("Range").empty());
-        EXPECT_TRUE(request.HeaderValues("Authorization").empty());
-        EXPECT_TRUE(request.HeaderValues("x-flash-version").empty());
-        EXPECT_EQ(0u, ReadToEnd(*reader).find("GET /echo?" + tag + " HTTP/1.1\r\n"));
     }
     {
         // Another verb sends the body and no radio header.
         const std::string tag = UniqueTag("post");
         const std::string body = "field=value&other=2";
-        CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/echo?" + tag), u"HTTPREQUEST_TYPE|POST");
+        CReaderPtr reader = InternetReader(ServerUrl("ODD_HTTP", "/echo?" + tag), u"HTTPREQUEST_TYPE|POST");
         reader->SetPostData(body.data(), static_cast<uint32_t>(body.size()));
         ASSERT_TRUE(reader->Open());
         const std::vector<CRecordedRequest> recorded = RecordedRequests("/echo?" + tag);
@@ -159,30 +118,26 @@ TEST_F(InternetReaderTest, RequestsCarryTheHeadersTheOptionsAndTheSharedCookieAs
         EXPECT_EQ("POST", recorded[0].m_strMethod);
         EXPECT_EQ(static_cast<int64_t>(body.size()), recorded[0].m_nBodyLength);
         EXPECT_TRUE(recorded[0].HeaderValues("Icy-MetaData").empty());
-        const std::string echo = ReadToEnd(*reader);
-        EXPECT_EQ(body, echo.substr(echo.size() - body.size()));
     }
     {
         // A URL of the configured video host gets the player-version header.
         const std::string tag = UniqueTag("flash");
         CReaderPtr reader =
-            InternetReader(Url("NGINX_HTTP", "/hello.txt?from=www." + Utf8(CInternetReader::kFlashVideoHost) + "&" + tag));
+            InternetReader(ServerUrl("NGINX_HTTP", "/hello.txt?from=www." + Utf8(CInternetReader::kFlashVideoHost) + "&" + tag));
         ASSERT_TRUE(reader->Open());
         EXPECT_EQ("10,0,22,87", AccessLogField(NginxLine(tag), "flash"));
     }
     {
         // The cookie another component left in the section named by the URL replaces the session's.
         const std::string tag = UniqueTag("cookie");
-        const std::u16string url = Url("NGINX_HTTP", "/hello.txt?" + tag);
+        const std::u16string url = ServerUrl("NGINX_HTTP", "/hello.txt?" + tag);
         zu::platform::CSharedSection section;
         ASSERT_TRUE(section.Open(url, 1028, true));
         const std::u16string cookie = u"session=abc123; theme=dark";
         std::memset(section.Data(), 0x7F, 4);
         std::memcpy(static_cast<char*>(section.Data()) + 4, cookie.c_str(), (cookie.size() + 1) * sizeof(char16_t));
-        CReaderPtr reader = InternetReader(url);
-        ASSERT_TRUE(reader->Open());
-        CReaderPtr without = InternetReader(url, u"NO_COOKIE|1");
-        ASSERT_TRUE(without->Open());
+        ASSERT_TRUE(InternetReader(url)->Open());
+        ASSERT_TRUE(InternetReader(url, u"NO_COOKIE|1")->Open());
         const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", tag);
         ASSERT_EQ(2u, lines.size());
         EXPECT_EQ(Utf8(cookie), AccessLogField(lines[0], "cookie"));
@@ -195,47 +150,39 @@ TEST_F(InternetReaderTest, RequestsCarryTheHeadersTheOptionsAndTheSharedCookieAs
 TEST_F(InternetReaderTest, RangesAskForPartsAndAWholeAnswerToARangeIsAFailure)
 {
     ZU_REQUIRE_SERVERS();
-    const std::string pattern = HttpPattern();
-    {
+    const std::string pattern = ServedPattern();
+    struct CCase {
+        const char* pszFile;
+        std::u16string options;
+        const char* pszRangeSent;
+        std::string body;
+    };
+    const CCase cases[] = {
+        {"/pattern.bin", u"RANGE_START|1000|RANGE_FINISH|1999", "bytes=1000-1999", pattern.substr(1000, 1000)},
+        {"/pattern.bin", u"RANGE_START|1048000", "bytes=1048000-", pattern.substr(1048000)},
+        {"/hello.txt", u"RANGE_START|0|RANGE_FINISH|5", "-", HELLO},  // a start of 0 asks for no range
+    };
+    for (const CCase& item : cases) {
         const std::string tag = UniqueTag("range");
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/pattern.bin?" + tag), u"RANGE_START|1000|RANGE_FINISH|1999");
-        ASSERT_TRUE(reader->Open());
-        EXPECT_EQ(u"206", Info(*reader, u"StatusCode"));
+        CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", item.pszFile + ("?" + tag)), item.options);
+        ASSERT_TRUE(reader->Open()) << item.pszRangeSent;
         EXPECT_EQ(u"0", Info(*reader, u"Error"));
-        EXPECT_EQ(1000, reader->GetLength());
-        EXPECT_TRUE(ReadToEnd(*reader, 300) == pattern.substr(1000, 1000));
-        EXPECT_EQ("bytes=1000-1999", AccessLogField(NginxLine(tag), "range"));
+        EXPECT_EQ(static_cast<int64_t>(item.body.size()), reader->GetLength()) << item.pszRangeSent;
+        EXPECT_TRUE(ReadToEnd(*reader, 300) == item.body) << item.pszRangeSent;
+        EXPECT_EQ(item.pszRangeSent, AccessLogField(NginxLine(tag), "range"));
     }
-    {
-        const std::string tag = UniqueTag("open-range");
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/pattern.bin?" + tag), u"RANGE_START|1048000");
-        ASSERT_TRUE(reader->Open());
-        EXPECT_EQ(static_cast<int64_t>(pattern.size()) - 1048000, reader->GetLength());
-        EXPECT_TRUE(ReadToEnd(*reader) == pattern.substr(1048000));
-        EXPECT_EQ("bytes=1048000-", AccessLogField(NginxLine(tag), "range"));
-    }
-    {
-        const std::string tag = UniqueTag("zero-start");
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/hello.txt?" + tag), u"RANGE_START|0|RANGE_FINISH|5");
-        ASSERT_TRUE(reader->Open());
-        EXPECT_EQ("-", AccessLogField(NginxLine(tag), "range")) << "a start of 0 asks for no range";
-        EXPECT_EQ("Hello from the root.\n", ReadToEnd(*reader));
-    }
-    {
-        CReaderLog log;
-        const std::u16string url = Url("ODD_HTTP", "/status?code=200&length=100&" + UniqueTag("whole"));
-        CReaderPtr refused = InternetReader(url, u"RANGE_START|10");
-        EXPECT_FALSE(refused->Open());
-        EXPECT_EQ(u"200", Info(*refused, u"StatusCode"));
-        EXPECT_EQ(u"3", Info(*refused, u"Error"));
-        EXPECT_EQ(1u, log.Lines("CInternetReader::DownloadFromHTTPURL: Failed (header status code: 200)").size());
 
-        // Even "0" lets the answer through: the option's presence is what counts.
-        CReaderPtr accepted = InternetReader(url, u"RANGE_START|10|SUCCEED_ON_ERROR|0");
-        ASSERT_TRUE(accepted->Open());
-        EXPECT_EQ(u"3", Info(*accepted, u"Error"));
-        EXPECT_TRUE(ReadToEnd(*accepted) == PatternBytes(100, 3)) << "the whole body, from its start";
-    }
+    const std::u16string url = ServerUrl("ODD_HTTP", "/status?code=200&length=100&" + UniqueTag("whole"));
+    CReaderPtr refused = InternetReader(url, u"RANGE_START|10");
+    EXPECT_FALSE(refused->Open());
+    EXPECT_EQ(u"200", Info(*refused, u"StatusCode"));
+    EXPECT_EQ(u"3", Info(*refused, u"Error"));
+
+    // Even "0" lets the answer through: the option's presence is what counts.
+    CReaderPtr accepted = InternetReader(url, u"RANGE_START|10|SUCCEED_ON_ERROR|0");
+    ASSERT_TRUE(accepted->Open());
+    EXPECT_EQ(u"3", Info(*accepted, u"Error"));
+    EXPECT_TRUE(ReadToEnd(*accepted) == PatternBytes(100, 3)) << "the whole body, from its start";
 }
 
 TEST_F(InternetReaderTest, RedirectsAreFollowedByTheReaderItself)
@@ -244,10 +191,10 @@ TEST_F(InternetReaderTest, RedirectsAreFollowedByTheReaderItself)
     {
         // Absolute: the query travels along to a target that has none.
         const std::string tag = UniqueTag("absolute");
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/redirect/301?" + tag));
+        CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", "/redirect/301?" + tag));
         ASSERT_TRUE(reader->Open());
-        EXPECT_EQ(Url("NGINX_HTTP", "/hello.txt?" + tag), Info(*reader, u"Location"));
-        EXPECT_EQ("Hello from the root.\n", ReadToEnd(*reader));
+        EXPECT_EQ(ServerUrl("NGINX_HTTP", "/hello.txt?" + tag), Info(*reader, u"Location"));
+        EXPECT_EQ(HELLO, ReadToEnd(*reader));
         const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", tag);
         ASSERT_EQ(2u, lines.size());
         EXPECT_NE(std::string::npos, lines[0].find("GET \"/redirect/301?" + tag + "\" 301 "));
@@ -256,38 +203,38 @@ TEST_F(InternetReaderTest, RedirectsAreFollowedByTheReaderItself)
     for (const char* pszFrom : {"/dir/r303", "/dir/r302"}) {
         // Relative, with or without a leading slash: from the current folder.
         const std::string tag = UniqueTag("relative");
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", std::string(pszFrom) + "?k=" + tag));
+        CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", std::string(pszFrom) + "?k=" + tag));
         ASSERT_TRUE(reader->Open()) << pszFrom;
-        EXPECT_EQ(Url("NGINX_HTTP", "/dir/hello.txt?k=" + tag), Info(*reader, u"Location")) << pszFrom;
+        EXPECT_EQ(ServerUrl("NGINX_HTTP", "/dir/hello.txt?k=" + tag), Info(*reader, u"Location")) << pszFrom;
         EXPECT_EQ("Hello from dir.\n", ReadToEnd(*reader)) << pszFrom;
     }
     {
-        CReaderLog log;
-        const std::u16string url = Url("NGINX_HTTP", "/redirect/302?" + UniqueTag("kept"));
+        const std::string tag = UniqueTag("kept");
+        const std::u16string url = ServerUrl("NGINX_HTTP", "/redirect/302?" + tag);
         CReaderPtr reader = InternetReader(url, u"NO_REDIRECT|1");
         EXPECT_FALSE(reader->Open());
         EXPECT_EQ(u"302", Info(*reader, u"StatusCode"));
         EXPECT_EQ(url, Info(*reader, u"Location"));
-        EXPECT_TRUE(log.Contains("Failed (header status code: 302)"));
-        EXPECT_FALSE(log.Contains("Retry needed"));
+        EXPECT_EQ(1u, LogLinesWith("NGINX_ACCESS_LOG", tag).size()) << "the target was not asked";
     }
     {
         // The scheme is judged again for the target: HTTPS, whose self-signed certificate a GET refuses.
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/redirect/https"));
+        CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", "/redirect/https"));
         EXPECT_FALSE(reader->Open());
-        EXPECT_EQ(U16("https://127.0.0.1:" + ServerValue("NGINX_HTTPS") + "/hello.txt"), Info(*reader, u"Location"));
+        EXPECT_EQ(ServerUrl("NGINX_HTTPS", "/hello.txt"), Info(*reader, u"Location"));
         EXPECT_EQ(InternetErrorText(zu::platform::INET_ERROR_INVALID_CA), Info(*reader, u"StatusText"));
     }
 }
 
-TEST_F(InternetReaderTest, AnEndlessRedirectEndsWithTheTimeOutAndItsThreadWithClose)
+// Open gives up on a server after the time-out, whether it sends redirects for ever or nothing at
+// all; the worker thread ends with it, and the server hears no more.
+TEST_F(InternetReaderTest, AnEndlessRedirectOrASilentServerEndsWithTheTimeOut)
 {
     ZU_REQUIRE_SERVERS();
     const uint32_t nThreadObjects = zu::platform::CountOpenThreadObjects();
-    const std::string tag = UniqueTag("loop");
-    CReaderLog log;
     {
-        CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/loop?" + tag), u"", 1000);
+        const std::string tag = UniqueTag("loop");
+        CReaderPtr reader = InternetReader(ServerUrl("ODD_HTTP", "/loop?" + tag), u"", 1000);
         const auto start = CClock::now();
         EXPECT_FALSE(reader->Open());
         const int64_t nElapsed = MillisecondsSince(start);
@@ -296,30 +243,22 @@ TEST_F(InternetReaderTest, AnEndlessRedirectEndsWithTheTimeOutAndItsThreadWithCl
         EXPECT_EQ(u"408", Info(*reader, u"StatusCode"));
         EXPECT_EQ(u"The request has timed out.", Info(*reader, u"StatusText"));
         EXPECT_EQ(u"3", Info(*reader, u"Error"));
-        EXPECT_TRUE(log.Contains("CInternetReader::Open: ConnectToURL failed, timed out (1000 ms), URL="));
-        EXPECT_GT(log.Lines("Retry needed, trying again...").size(), 2u);
+        EXPECT_GT(RecordedRequests("/loop?" + tag).size(), 2u) << "the reader itself went round the loop";
         EXPECT_EQ(nThreadObjects, zu::platform::CountOpenThreadObjects()) << "no worker outlives Open's Close";
-    }
-    // Thousands of requests went round the loop; the odd server forgets them, and hears no more.
-    CReaderPtr reset = InternetReader(Url("ODD_HTTP", "/__reset"));
-    ASSERT_TRUE(reset->Open());
-    zu::platform::SleepMilliseconds(300);
-    EXPECT_TRUE(RecordedRequests("/loop").empty()) << "nothing asks the server any more";
-}
 
-TEST_F(InternetReaderTest, AThreadWaitingForASilentServerIsGivenUpAfterTheTimeOut)
-{
-    ZU_REQUIRE_SERVERS();
-    const uint32_t nThreadObjects = zu::platform::CountOpenThreadObjects();
+        // Thousands of requests went round the loop; the odd server forgets them, and hears no more.
+        ASSERT_TRUE(InternetReader(ServerUrl("ODD_HTTP", "/__reset"))->Open());
+        zu::platform::SleepMilliseconds(300);
+        EXPECT_TRUE(RecordedRequests("/loop").empty()) << "nothing asks the server any more";
+    }
     const std::string tag = UniqueTag("silent");
-    CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/stall?ms=1800&length=16&" + tag), u"", 1000);
+    CReaderPtr reader = InternetReader(ServerUrl("ODD_HTTP", "/stall?ms=1800&length=16&" + tag), u"", 1000);
     const auto start = CClock::now();
     EXPECT_FALSE(reader->Open());
     const int64_t nElapsed = MillisecondsSince(start);
     EXPECT_GE(nElapsed, 950);
     EXPECT_LT(nElapsed, 1700) << "given up before the server answers";
     EXPECT_EQ(u"408", Info(*reader, u"StatusCode"));
-    EXPECT_EQ(u"The request has timed out.", Info(*reader, u"StatusText"));
     EXPECT_EQ(0, reader->IsOpen());
     EXPECT_EQ(nThreadObjects, zu::platform::CountOpenThreadObjects());
 
@@ -335,7 +274,7 @@ TEST_F(InternetReaderTest, AHeadThatTheServerRefusesIsAskedAgainAsAGet)
 {
     ZU_REQUIRE_SERVERS();
     const std::string tag = UniqueTag("nohead");
-    CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/no-head?" + tag), u"HTTPREQUEST_TYPE|HEAD");
+    CReaderPtr reader = InternetReader(ServerUrl("ODD_HTTP", "/no-head?" + tag), u"HTTPREQUEST_TYPE|HEAD");
     ASSERT_TRUE(reader->Open());
     EXPECT_EQ(u"200", Info(*reader, u"StatusCode"));
     EXPECT_EQ("GET after all\n", ReadToEnd(*reader));
@@ -348,59 +287,47 @@ TEST_F(InternetReaderTest, AHeadThatTheServerRefusesIsAskedAgainAsAGet)
 
     // A HEAD that is answered gives the length and no body.
     const std::string headTag = UniqueTag("head");
-    CReaderPtr head = InternetReader(Url("NGINX_HTTP", "/pattern.bin?" + headTag), u"HTTPREQUEST_TYPE|HEAD");
+    CReaderPtr head = InternetReader(ServerUrl("NGINX_HTTP", "/pattern.bin?" + headTag), u"HTTPREQUEST_TYPE|HEAD");
     ASSERT_TRUE(head->Open());
-    EXPECT_EQ(static_cast<int64_t>(HttpPattern().size()), head->GetLength());
+    EXPECT_EQ(static_cast<int64_t>(ServedPattern().size()), head->GetLength());
     EXPECT_EQ("", ReadToEnd(*head));
     const std::string line = NginxLine(headTag);
     EXPECT_EQ(0u, line.find("http HEAD ")) << line;
     EXPECT_EQ("-", AccessLogField(line, "icy"));
 }
 
-TEST_F(InternetReaderTest, LengthsComeFromContentLengthOrTheIntegrityHeader)
+TEST_F(InternetReaderTest, TheLengthComesFromTheIntegrityHeaderAndABodyCutShortEndsTheReads)
 {
     ZU_REQUIRE_SERVERS();
-    CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/integrity?n=5000&" + UniqueTag("integrity")));
+    CReaderPtr reader = InternetReader(ServerUrl("ODD_HTTP", "/integrity?n=5000&" + UniqueTag("integrity")));
     ASSERT_TRUE(reader->Open());
     EXPECT_EQ(u"0", Info(*reader, u"ContentLength"));
     EXPECT_EQ(u"5000", Info(*reader, u"X-MusicNet-IntegrityCheck"));
     EXPECT_EQ(5000, reader->GetLength());
-    EXPECT_EQ(0, reader->IsLengthUnknown());
     EXPECT_EQ(0, reader->GetPosition());
     const std::string body = ReadToEnd(*reader);
     EXPECT_TRUE(PatternBytes(5000, 3).compare(0, body.size(), body) == 0) << "whatever arrives is the body's start";
+
+    CReaderPtr cut = InternetReader(ServerUrl("ODD_HTTP", "/drop?length=1000&" + UniqueTag("drop")));
+    ASSERT_TRUE(cut->Open());
+    EXPECT_EQ(1000, cut->GetLength());
+    EXPECT_TRUE(ReadUpTo(*cut, 2000) == PatternBytes(1000, 3).substr(0, 500)) << "the data ends at half";
+    EXPECT_EQ("", ReadUpTo(*cut, 2000));
+    EXPECT_EQ("", ReadUpTo(*cut, 2000));
 }
 
 TEST_F(InternetReaderTest, RepeatedHeadersAreJoinedAndUnknownNamesAreEmpty)
 {
     ZU_REQUIRE_SERVERS();
-    CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/repeat"));
+    CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", "/repeat"));
     ASSERT_TRUE(reader->Open());
-    EXPECT_EQ(u"one, two", Info(*reader, u"X-Repeat"));
     EXPECT_EQ(u"one, two", Info(*reader, u"x-repeat"));
-    EXPECT_EQ(u"text/plain", Info(*reader, u"ContentType"));
     EXPECT_EQ(u"", Info(*reader, u"X-Absent"));
-    EXPECT_EQ(u"", Info(*reader, u""));
     const std::u16string all = Info(*reader, u"AllHeaders");
-    EXPECT_NE(std::u16string::npos, all.find(u"\r\nX-Repeat: one\r\n")) << Utf8(all);
-    EXPECT_NE(std::u16string::npos, all.find(u"\r\nX-Repeat: two\r\n"));
+    EXPECT_NE(std::u16string::npos, all.find(u"\r\nX-Repeat: one\r\nX-Repeat: two\r\n")) << Utf8(all);
     reader->Close();
     EXPECT_EQ(u"", Info(*reader, u"X-Repeat")) << "nothing to ask once closed";
     EXPECT_EQ(u"200", Info(*reader, u"StatusCode")) << "the status stays";
-}
-
-TEST_F(InternetReaderTest, ABodyCutShortEndsTheReads)
-{
-    ZU_REQUIRE_SERVERS();
-    CReaderPtr reader = InternetReader(Url("ODD_HTTP", "/drop?length=1000&" + UniqueTag("drop")));
-    ASSERT_TRUE(reader->Open());
-    EXPECT_EQ(1000, reader->GetLength());
-    std::string buffer(2000, '\0');
-    const uint32_t nRead = reader->Read(&buffer[0], 2000);
-    EXPECT_EQ(500u, nRead) << "the count is capped at the length, the data ends at half";
-    EXPECT_TRUE(buffer.substr(0, nRead) == PatternBytes(1000, 3).substr(0, 500));
-    EXPECT_EQ(0u, reader->Read(&buffer[0], 2000));
-    EXPECT_EQ(0u, reader->Read(&buffer[0], 2000));
 }
 
 TEST_F(InternetReaderTest, StreamingAddressesAreFetchedOverHttp)
@@ -411,7 +338,7 @@ TEST_F(InternetReaderTest, StreamingAddressesAreFetchedOverHttp)
         CReaderPtr reader = InternetReader(U16(scheme + rest));
         EXPECT_EQ(U16("http://" + rest), Info(*reader, u"Location")) << scheme;
         ASSERT_TRUE(reader->Open()) << scheme;
-        EXPECT_EQ("Hello from the root.\n", ReadToEnd(*reader));
+        EXPECT_EQ(HELLO, ReadToEnd(*reader));
     }
     EXPECT_EQ(u"ftp://h/x", Info(*InternetReader(u"ftp://h/x"), u"Location"));
     EXPECT_EQ(u"mmsx://h/x", Info(*InternetReader(u"mmsx://h/x"), u"Location"));
@@ -420,40 +347,30 @@ TEST_F(InternetReaderTest, StreamingAddressesAreFetchedOverHttp)
 TEST_F(InternetReaderTest, FailuresSayWhyInStatusCodeStatusTextAndError)
 {
     ZU_REQUIRE_SERVERS();
-    CReaderLog log;
     {
-        CReaderPtr reader = InternetReader(Url("NGINX_HTTP", "/no-such-file.txt"));
+        CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", "/no-such-file.txt"));
         EXPECT_FALSE(reader->Open());
         EXPECT_EQ(u"404", Info(*reader, u"StatusCode"));
         EXPECT_EQ(u"Not Found", Info(*reader, u"StatusText"));
         EXPECT_EQ(u"2", Info(*reader, u"Error"));
         EXPECT_EQ(0, reader->IsOpen());
-        EXPECT_TRUE(log.Contains("ConnectToURL failed, m_bConnectError=TRUE, URL=http://127.0.0.1:"));
     }
-    struct CCase {
-        std::u16string url;
-        uint32_t nError;
-        const char* pszLogged;
+    const std::pair<std::u16string, uint32_t> cases[] = {
+        {u"not a url", zu::platform::INET_ERROR_INVALID_URL},
+        {U16("gopher://127.0.0.1:" + ServerValue("NGINX_HTTP") + "/x"), zu::platform::INET_ERROR_UNRECOGNIZED_SCHEME},
+        {u"http://127.0.0.1:1/x", zu::platform::INET_ERROR_CANNOT_CONNECT},  // nothing listens on port 1
+        {u"http://no-such-host.invalid/x", zu::platform::INET_ERROR_NAME_NOT_RESOLVED},
     };
-    const CCase cases[] = {
-        {u"not a url", zu::platform::INET_ERROR_INVALID_URL, "CInternetReader::Connect: Failed, can't parse URL"},
-        {U16("gopher://127.0.0.1:" + ServerValue("NGINX_HTTP") + "/x"), zu::platform::INET_ERROR_UNRECOGNIZED_SCHEME,
-         "CInternetReader::Thread: failed, unknown protocol."},
-        // Nothing listens on port 1.
-        {u"http://127.0.0.1:1/x", zu::platform::INET_ERROR_CANNOT_CONNECT, "HttpSendRequest error: 12029"},
-        {u"http://no-such-host.invalid/x", zu::platform::INET_ERROR_NAME_NOT_RESOLVED, "HttpSendRequest error: 12007"},
-    };
-    for (const CCase& item : cases) {
-        CReaderPtr reader = InternetReader(item.url, u"", 3000);
+    for (const auto& item : cases) {
+        CReaderPtr reader = InternetReader(item.first, u"", 3000);
         const auto start = CClock::now();
-        EXPECT_FALSE(reader->Open()) << Utf8(item.url);
-        EXPECT_LT(MillisecondsSince(start), 2900) << Utf8(item.url);
-        EXPECT_EQ(U16(TransferFailureCode()), Info(*reader, u"StatusCode")) << Utf8(item.url);
-        EXPECT_EQ(InternetErrorText(item.nError), Info(*reader, u"StatusText")) << Utf8(item.url);
+        EXPECT_FALSE(reader->Open()) << Utf8(item.first);
+        EXPECT_LT(MillisecondsSince(start), 2900) << Utf8(item.first);
+        EXPECT_EQ(TransferFailureCode(), Info(*reader, u"StatusCode")) << Utf8(item.first);
+        EXPECT_EQ(InternetErrorText(item.second), Info(*reader, u"StatusText")) << Utf8(item.first);
         EXPECT_FALSE(Info(*reader, u"StatusText").empty());
         EXPECT_EQ(zu::platform::IsNetworkAlive() ? u"3" : u"1", Info(*reader, u"Error"));
-        EXPECT_TRUE(log.Contains(item.pszLogged)) << item.pszLogged;
-        EXPECT_EQ(0u, reader->Read(nullptr, 0));
+        EXPECT_EQ("", ReadUpTo(*reader, 1));
         EXPECT_EQ(-1, reader->GetPosition());
     }
 }
