@@ -21,10 +21,7 @@ struct CUrlCase {
     int32_t nScheme;
     const char16_t* pszHost;
     uint16_t nPort;
-    const char16_t* pszUser;
-    const char16_t* pszPassword;
-    const char16_t* pszPath;
-    const char16_t* pszExtra;
+    const char16_t *pszUser, *pszPassword, *pszPath, *pszExtra;
     const char* pszWineDiffers;
 };
 
@@ -36,11 +33,9 @@ constexpr int32_t kUnknown = -1, kFtp = 1, kGopher = 2, kHttp = 3, kHttps = 4, k
 const CUrlCase kCases[] = {
     // Well-formed.
     {u"http://www.example.org/site/about#hi", true, u"http", kHttp, u"www.example.org", 80, u"", u"", u"/site/about", u"#hi", nullptr},
-    {u"http://www.example.com/script.php?arg=1", true, u"http", kHttp, u"www.example.com", 80, u"", u"", u"/script.php", u"?arg=1", nullptr},
     {u"http://www.example.org?test=123", true, u"http", kHttp, u"www.example.org", 80, u"", u"", u"", u"?test=123", nullptr},
     {u"http://www.example.org/script.php;test=123", true, u"http", kHttp, u"www.example.org", 80, u"", u"", u"/script.php;test=123", u"", nullptr},
     {u"HtTp://www.example.org/scheme", true, u"HtTp", kHttp, u"www.example.org", 80, u"", u"", u"/scheme", u"", nullptr},
-    {u"https://h/", true, u"https", kHttps, u"h", 443, u"", u"", u"/", u"", nullptr},
     {u"HTTPS://h", true, u"HTTPS", kHttps, u"h", 443, u"", u"", u"", u"", nullptr},
     {u"https://h:8443/a/b", true, u"https", kHttps, u"h", 8443, u"", u"", u"/a/b", u"", nullptr},
     {u"ftp://u:p@h/f", true, u"ftp", kFtp, u"h", 21, u"u", u"p", u"/f", u"", nullptr},
@@ -61,7 +56,6 @@ const CUrlCase kCases[] = {
     {u"http://h/\u00e9?\u00fc=1", true, u"http", kHttp, u"h", 80, u"", u"", u"/\u00e9", u"?\u00fc=1", nullptr},
     // No scheme, or nothing else.
     INVALID(u""),
-    INVALID(u"nohost"),
     INVALID(u"www.example.org"),
     INVALID(u"../Ritz.xml"),
     INVALID(u" http://h/"),
@@ -85,13 +79,10 @@ const CUrlCase kCases[] = {
     {u"http://user@h/", true, u"http", kHttp, u"h", 80, u"user", u"", u"/", u"", nullptr},
     {u"http://u:@h/", true, u"http", kHttp, u"h", 80, u"u", u"", u"/", u"", nullptr},
     {u"http://:p@h/", true, u"http", kHttp, u"h", 80, u"", u"p", u"/", u"", nullptr},
-    {u"http://@h/", true, u"http", kHttp, u"h", 80, u"", u"", u"/", u"", nullptr},
     {u"http://h/x@y", true, u"http", kHttp, u"h", 80, u"", u"", u"/x@y", u"", nullptr},
     {u"http://h?a@b", true, u"http", kHttp, u"h", 80, u"", u"", u"", u"?a@b", nullptr},
     // Ports: read like a C long, then cut to 16 bits.
-    {u"http://h:0/", true, u"http", kHttp, u"h", 0, u"", u"", u"/", u"", nullptr},
     {u"http://h:65535/", true, u"http", kHttp, u"h", 65535, u"", u"", u"/", u"", nullptr},
-    {u"http://h:65536/", true, u"http", kHttp, u"h", 0, u"", u"", u"/", u"", nullptr},
     {u"http://h:65537/", true, u"http", kHttp, u"h", 1, u"", u"", u"/", u"", nullptr},
     {u"http://h:99999999999/", true, u"http", kHttp, u"h", 65535, u"", u"", u"/", u"", nullptr},
     {u"http://h:-1/", true, u"http", kHttp, u"h", 65535, u"", u"", u"/", u"", nullptr},
@@ -102,7 +93,6 @@ const CUrlCase kCases[] = {
     {u"http://h:\u3000\u0661\uff15/", true, u"http", kHttp, u"h", 15, u"", u"", u"/", u"", nullptr},
     {u"http://h:/x", true, u"http", kHttp, u"h", 0, u"", u"", u"/x", u"", nullptr},
     {u"http://h:1:2/", true, u"http", kHttp, u"h:1", 2, u"", u"", u"/", u"", nullptr},
-    {u"http://h:8080", true, u"http", kHttp, u"h", 8080, u"", u"", u"", u"", nullptr},
     {u"http://h:80#x", true, u"http", kHttp, u"h", 80, u"", u"", u"", u"#x", nullptr},
     // Percent escapes stay as written.
     {u"http://h/a%20b?c=%41", true, u"http", kHttp, u"h", 80, u"", u"", u"/a%20b", u"?c=%41", nullptr},
@@ -112,7 +102,6 @@ const CUrlCase kCases[] = {
     {u"http://h/p#f?q", true, u"http", kHttp, u"h", 80, u"", u"", u"/p", u"#f?q",
      "Wine looks for a \"?\" first: path \"/p#f\", extra \"?q\""},
     {u"http://h#f?q", true, u"http", kHttp, u"h", 80, u"", u"", u"", u"#f?q", "Wine: host \"h#f\", extra \"?q\""},
-    {u"http://h/?a=1&&b=x=y&c", true, u"http", kHttp, u"h", 80, u"", u"", u"/", u"?a=1&&b=x=y&c", nullptr},
     {u"http://h/?", true, u"http", kHttp, u"h", 80, u"", u"", u"/", u"?", nullptr},
     // A scheme word is compared whole.
     {u"ht://h/", true, u"ht", kUnknown, u"h", 0, u"", u"", u"/", u"", "Wine matches the start of \"http\": scheme 3, port 80"},
@@ -127,7 +116,6 @@ const CUrlCase kCases[] = {
     {u"file:///C:/Program%20Files/Tools/x.xml", true, u"file", kFile, u"", 0, u"", u"", u"C:\\Program Files\\Tools\\x.xml", u"", nullptr},
     {u"file://C:/Program%20Files/Tools/x.xml", true, u"file", kFile, u"", 0, u"", u"", u"C:\\Program%20Files\\Tools\\x.xml", u"", nullptr},
     {u"file:///C:/Program%20Files/Tools/..", true, u"file", kFile, u"", 0, u"", u"", u"C:\\Program Files\\Tools\\..\\", u"", nullptr},
-    {u"file://C:/Program%20Files/Tools/.", true, u"file", kFile, u"", 0, u"", u"", u"C:\\Program%20Files\\Tools\\.\\", u"", nullptr},
     {u"FILE:///C|/x", true, u"FILE", kFile, u"", 0, u"", u"", u"C:\\x", u"", nullptr},
     {u"file://server/share/x", true, u"file", kFile, u"server", 0, u"", u"", u"\\\\server\\share\\x", u"", nullptr},
     {u"file://localhost/C:/x%20y", true, u"file", kFile, u"localhost", 0, u"", u"", u"C:\\x y", u"", nullptr},
@@ -140,20 +128,6 @@ const CUrlCase kCases[] = {
 };
 
 #undef INVALID
-
-void ExpectParts(const CUrl& url, const CUrlCase& expected)
-{
-    EXPECT_EQ(url.IsValid(), expected.bValid);
-    EXPECT_EQ(url.GetURL(), expected.pszUrl);
-    EXPECT_EQ(url.GetScheme(), expected.pszScheme);
-    EXPECT_EQ(url.GetSchemeNumber(), expected.nScheme);
-    EXPECT_EQ(url.GetHost(), expected.pszHost);
-    EXPECT_EQ(url.GetPort(), expected.nPort);
-    EXPECT_EQ(url.GetUser(), expected.pszUser);
-    EXPECT_EQ(url.GetPassword(), expected.pszPassword);
-    EXPECT_EQ(url.GetPath(), expected.pszPath);
-    EXPECT_EQ(url.GetExtra(), expected.pszExtra);
-}
 
 }  // namespace
 
@@ -168,7 +142,16 @@ TEST(UrlTest, PartsAreThoseOfTheSystemCracker)
             ++nSkipped;
             continue;
         }
-        ExpectParts(CUrl(row.pszUrl), row);
+        const CUrl url(row.pszUrl);
+        EXPECT_EQ(url.IsValid(), row.bValid);
+        EXPECT_EQ(url.GetScheme(), row.pszScheme);
+        EXPECT_EQ(url.GetSchemeNumber(), row.nScheme);
+        EXPECT_EQ(url.GetHost(), row.pszHost);
+        EXPECT_EQ(url.GetPort(), row.nPort);
+        EXPECT_EQ(url.GetUser(), row.pszUser);
+        EXPECT_EQ(url.GetPassword(), row.pszPassword);
+        EXPECT_EQ(url.GetPath(), row.pszPath);
+        EXPECT_EQ(url.GetExtra(), row.pszExtra);
     }
     if (nSkipped)
         std::printf("[   NOTE   ] %d cases follow Windows where Wine's cracker differs\n", nSkipped);
@@ -177,31 +160,15 @@ TEST(UrlTest, PartsAreThoseOfTheSystemCracker)
 TEST(UrlTest, VeryLongTextsKeepEveryCharacter)
 {
     const std::u16string longPath = u"/" + std::u16string(6000, u'x');
-    CUrl path(u"http://www.example.org" + longPath);
+    const std::u16string longExtra = u"#" + std::u16string(6000, u'y');
+    CUrl path(u"http://www.example.org" + longPath + longExtra);
     ASSERT_TRUE(path.IsValid());
     EXPECT_EQ(path.GetHost(), u"www.example.org");
     EXPECT_EQ(path.GetPath(), longPath);
-
-    const std::u16string longExtra = u"#" + std::u16string(6000, u'y');
-    CUrl extra(u"http://www.example.org/path/" + longExtra);
-    ASSERT_TRUE(extra.IsValid());
-    EXPECT_EQ(extra.GetPath(), u"/path/");
-    EXPECT_EQ(extra.GetExtra(), longExtra);
-    EXPECT_EQ(extra.GetFragment(), longExtra.substr(1));
-
-    std::u16string query = u"?";
-    for (int i = 0; i < 2000; ++i)
-        query += u"k" + std::u16string(1, static_cast<char16_t>(u'a' + i % 26)) + u"=v&";
-    CUrl many(u"http://h/" + query);
-    ASSERT_TRUE(many.IsValid());
-    ASSERT_EQ(many.GetQueryKeys().size(), 2001u) << "the trailing \"&\" leaves one empty field";
-    EXPECT_EQ(many.GetQueryKeys()[27], u"kb");
-    EXPECT_EQ(many.GetQueryValues()[27], u"v");
-    EXPECT_EQ(many.GetQueryKeys().back(), u"");
+    EXPECT_EQ(path.GetFragment(), longExtra.substr(1));
 
     const std::u16string longHost(40000, u'h');
     CUrl host(u"https://u:p@" + longHost + u":444/");
-    ASSERT_TRUE(host.IsValid());
     EXPECT_EQ(host.GetHost(), longHost);
     EXPECT_EQ(host.GetPort(), 444);
 }
@@ -218,10 +185,6 @@ TEST(UrlTest, ExtraSplitsIntoAFragmentOrQueryPairs)
     EXPECT_EQ(gaps.GetQueryKeys(), (std::vector<std::u16string>{u"a", u"", u"", u"b"}));
     EXPECT_EQ(gaps.GetQueryValues(), (std::vector<std::u16string>{u"1", u"", u"v", u""}));
 
-    CUrl empty(u"http://h/?");
-    EXPECT_EQ(empty.GetQuery(), u"");
-    EXPECT_EQ(empty.GetQueryKeys(), std::vector<std::u16string>{u""});
-
     // Only the first character of the extra information decides what it is.
     CUrl fragment(u"http://h/p?q=1#frag");
     EXPECT_EQ(fragment.GetQuery(), u"q=1#frag");
@@ -230,84 +193,23 @@ TEST(UrlTest, ExtraSplitsIntoAFragmentOrQueryPairs)
     EXPECT_EQ(hashFirst.GetFragment(), u"a=1&b");
     EXPECT_EQ(hashFirst.GetQuery(), u"");
     EXPECT_TRUE(hashFirst.GetQueryKeys().empty());
-
-    CUrl none(u"http://h/p");
-    EXPECT_TRUE(none.GetQueryKeys().empty());
-    EXPECT_TRUE(none.GetQueryValues().empty());
 }
 
-TEST(UrlTest, ParsingAgainReplacesEveryPart)
+TEST(UrlTest, ParsingAgainReplacesEveryPartAndTheTextEndsAtAZero)
 {
     CUrl url(u"ftp://u:p@h:2121/a?k=v#f");
-    ASSERT_TRUE(url.IsValid());
-    ASSERT_EQ(url.GetQueryKeys().size(), 1u);
-
-    EXPECT_FALSE(url.Parse(u"no scheme here"));
-    EXPECT_FALSE(url.IsValid());
-    EXPECT_EQ(url.GetURL(), u"no scheme here");
-    for (const std::u16string& part : {url.GetScheme(), url.GetHost(), url.GetUser(), url.GetPassword(),
-                                       url.GetPath(), url.GetExtra(), url.GetQuery(), url.GetFragment()})
-        EXPECT_EQ(part, u"");
-    EXPECT_EQ(url.GetPort(), 0);
-    EXPECT_EQ(url.GetSchemeNumber(), -1);
-    EXPECT_TRUE(url.GetQueryKeys().empty());
-    EXPECT_TRUE(url.GetQueryValues().empty());
-
     EXPECT_TRUE(url.Parse(u"http://h/#x"));
     EXPECT_EQ(url.GetUser(), u"");
+    EXPECT_EQ(url.GetPassword(), u"");
     EXPECT_EQ(url.GetPort(), 80);
-    EXPECT_EQ(url.GetFragment(), u"x");
     EXPECT_TRUE(url.GetQueryKeys().empty());
+    EXPECT_FALSE(url.Parse(u"no scheme here"));
+    EXPECT_EQ(url.GetScheme() + url.GetHost() + url.GetPath() + url.GetExtra(), u"");
+    EXPECT_EQ(url.GetPort(), 0);
 
-    EXPECT_FALSE(CUrl().IsValid()) << "nothing parsed is no URL";
-
-    // The text ends at its first zero character, as the system's cracker reads it.
+    // As the system's cracker reads it.
     CUrl zero(std::u16string(u"http://h/x\0/y?z", 15));
     ASSERT_TRUE(zero.IsValid());
     EXPECT_EQ(zero.GetPath(), u"/x");
     EXPECT_EQ(zero.GetExtra(), u"");
-}
-
-TEST(UrlTest, SchemeAndPortChangesShowInTheRebuiltText)
-{
-    CUrl media(u"qxsp://host/x");
-    ASSERT_EQ(media.GetPort(), 0);
-    media.SetPort(8931);
-    media.SetScheme(u"http");
-    EXPECT_EQ(media.Rebuild(), u"http://host:8931/x");
-    EXPECT_EQ(media.GetSchemeNumber(), 3);
-    EXPECT_EQ(media.GetPort(), 8931);
-
-    CUrl explicitPort(u"m01p://h:99/x?y=1#z");
-    explicitPort.SetScheme(u"http");
-    EXPECT_EQ(explicitPort.Rebuild(), u"http://h:99/x?y=1#z");
-
-    CUrl credentials(u"ftp://u:p@h/f");
-    EXPECT_EQ(credentials.Rebuild(), u"ftp://u:p@h:21/f") << "the cracker's default port is written out";
-    CUrl userOnly(u"qxsp://u@h/");
-    EXPECT_EQ(userOnly.Rebuild(), u"qxsp://u:@h/");
-    CUrl passwordOnly(u"qxsp://:p@h/");
-    EXPECT_EQ(passwordOnly.Rebuild(), u"qxsp://:p@h/");
-
-    CUrl portGone(u"http://h:8080/a");
-    portGone.SetPort(0);
-    EXPECT_EQ(portGone.Rebuild(), u"http://h/a");
-
-    CUrl renamed(u"http://h/");
-    renamed.SetScheme(u"WHATEVER");
-    EXPECT_EQ(renamed.GetSchemeNumber(), -1);
-    renamed.SetScheme(u"Https");
-    EXPECT_EQ(renamed.GetSchemeNumber(), 4);
-
-    // A rebuilt text parses back to the same parts.
-    CUrl original(u"https://user:pw@[::1]:8443/a/b;c?k=v&w#f");
-    CUrl again(original.Rebuild());
-    ASSERT_TRUE(again.IsValid());
-    EXPECT_EQ(again.GetHost(), u"[::1]");
-    EXPECT_EQ(again.GetPort(), 8443);
-    EXPECT_EQ(again.GetUser(), u"user");
-    EXPECT_EQ(again.GetPassword(), u"pw");
-    EXPECT_EQ(again.GetPath(), u"/a/b;c");
-    EXPECT_EQ(again.GetQueryKeys(), original.GetQueryKeys());
-    EXPECT_EQ(again.Rebuild(), original.Rebuild());
 }

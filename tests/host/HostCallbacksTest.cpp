@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -12,39 +13,26 @@ using zu::host::EPromptAnswer;
 
 namespace {
 
-// What the fake host saw and how it answers.
+// What the fake host saw and how it answers. It always scribbles into both buffers, with a short
+// terminated answer or, when careless, with no terminator at all.
 struct CFakeHost {
-    std::u16string m_Site, m_Url;
     uint32_t m_nUserCapacity = 0, m_nPasswordCapacity = 0;
     int m_nCalls = 0;
     bool m_bRetry = true;
-    std::u16string m_User = u"ann", m_Password = u"s3cret";
     bool m_bFillWithoutTerminator = false;
 };
 
-void Fill(ZUCHAR* pBuffer, uint32_t nCapacity, const std::u16string& text, bool bWithoutTerminator)
-{
-    if (bWithoutTerminator) {
-        for (uint32_t i = 0; i < nCapacity; ++i)
-            pBuffer[i] = u'x';
-        return;
-    }
-    for (size_t i = 0; i <= text.size() && i < nCapacity; ++i)
-        pBuffer[i] = i < text.size() ? text[i] : 0;
-}
-
-ZUBOOL Prompt(void* pContext, const ZUCHAR* pszSite, const ZUCHAR* pszUrl, ZUCHAR* pszUser, uint32_t nUserCapacity,
+ZUBOOL Prompt(void* pContext, const ZUCHAR*, const ZUCHAR*, ZUCHAR* pszUser, uint32_t nUserCapacity,
               ZUCHAR* pszPassword, uint32_t nPasswordCapacity)
 {
     CFakeHost& host = *static_cast<CFakeHost*>(pContext);
     ++host.m_nCalls;
-    host.m_Site = reinterpret_cast<const char16_t*>(pszSite);
-    host.m_Url = reinterpret_cast<const char16_t*>(pszUrl);
     host.m_nUserCapacity = nUserCapacity;
     host.m_nPasswordCapacity = nPasswordCapacity;
-    // A host that gives up may still have scribbled into the buffers.
-    Fill(pszUser, nUserCapacity, host.m_User, host.m_bFillWithoutTerminator);
-    Fill(pszPassword, nPasswordCapacity, host.m_Password, host.m_bFillWithoutTerminator);
+    std::fill(pszUser, pszUser + nUserCapacity, u'x');
+    std::fill(pszPassword, pszPassword + nPasswordCapacity, u'x');
+    if (!host.m_bFillWithoutTerminator)
+        pszUser[3] = pszPassword[3] = 0;
     return host.m_bRetry ? 1 : 0;
 }
 
@@ -83,18 +71,15 @@ TEST_F(HostCallbacksTest, InstallingChecksTheSizeAndNullRestoresTheDefault)
 
     callbacks.cbSize = sizeof(callbacks);
     ASSERT_EQ(ZUReaderSetHostCallbacks(&callbacks), 1);
-    EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry);
-    EXPECT_EQ(host.m_nCalls, 1);
-
-    // A refused table leaves the installed one in place.
     callbacks.cbSize = 4;
     EXPECT_EQ(ZUReaderSetHostCallbacks(&callbacks), 0);
-    EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry);
+    EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry) << "a refused table leaves the installed one in place";
+    EXPECT_EQ(host.m_nCalls, 1);
 
     EXPECT_EQ(ZUReaderSetHostCallbacks(nullptr), 1);
     user = password = u"kept";
     EXPECT_EQ(Ask(user, password), EPromptAnswer::NoHost);
-    EXPECT_EQ(host.m_nCalls, 2);
+    EXPECT_EQ(host.m_nCalls, 1);
     EXPECT_EQ(user, u"kept");
 
     // A table from a later version of the header, larger than ours, is taken as far as we know it.
@@ -105,29 +90,24 @@ TEST_F(HostCallbacksTest, InstallingChecksTheSizeAndNullRestoresTheDefault)
     larger.known.cbSize = sizeof(larger);
     EXPECT_EQ(ZUReaderSetHostCallbacks(&larger.known), 1);
     EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry);
-    EXPECT_EQ(host.m_nCalls, 3);
+    EXPECT_EQ(host.m_nCalls, 2);
 }
 
-TEST_F(HostCallbacksTest, TheHostsAnswerComesBackAndNeverOverrunsItsBuffers)
+// What a well-behaved host answers is checked against a real server in the Internet reader's tests;
+// here what a careless one does.
+TEST_F(HostCallbacksTest, ACarelessHostNeitherLeaksACancelledAnswerNorOverrunsItsBuffers)
 {
     CFakeHost host;
     const ZUHostCallbacks callbacks = CallbacksFor(host);
     ASSERT_EQ(ZUReaderSetHostCallbacks(&callbacks), 1);
 
-    std::u16string user, password;
-    EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry);
-    EXPECT_EQ(host.m_Site, u"example.org:80");
-    EXPECT_EQ(host.m_Url, u"http://example.org/a");
-    EXPECT_EQ(user, u"ann");
-    EXPECT_EQ(password, u"s3cret");
-    EXPECT_GE(host.m_nUserCapacity, 128u);
-    EXPECT_GE(host.m_nPasswordCapacity, 128u);
-
     host.m_bRetry = false;
-    user = password = u"before";
+    std::u16string user = u"before", password = u"before";
     EXPECT_EQ(Ask(user, password), EPromptAnswer::Cancelled);
     EXPECT_EQ(user, u"before") << "a cancelled prompt gives no credentials";
     EXPECT_EQ(password, u"before");
+    EXPECT_GE(host.m_nUserCapacity, 128u);
+    EXPECT_GE(host.m_nPasswordCapacity, 128u);
 
     // A host that fills every character without a terminator is cut one short of the capacity.
     host.m_bRetry = true;
@@ -135,12 +115,4 @@ TEST_F(HostCallbacksTest, TheHostsAnswerComesBackAndNeverOverrunsItsBuffers)
     EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry);
     EXPECT_EQ(user, std::u16string(host.m_nUserCapacity - 1, u'x'));
     EXPECT_EQ(password, std::u16string(host.m_nPasswordCapacity - 1, u'x'));
-
-    // Non-ASCII answers pass through as UTF-16 unchanged.
-    host.m_bFillWithoutTerminator = false;
-    host.m_User = u"J\u00fcrgen";
-    host.m_Password = u"\u00df\u20ac\U0001F511";
-    EXPECT_EQ(Ask(user, password), EPromptAnswer::Retry);
-    EXPECT_EQ(user, host.m_User);
-    EXPECT_EQ(password, host.m_Password);
 }
