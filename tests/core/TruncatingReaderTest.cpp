@@ -29,14 +29,9 @@ TEST(TruncatingReaderTest, EachReadAndTheLengthStopAtTheLimitButSeeksDoNot)
     VReader* pInner = GetLocalReader(Z(path));
     CReaderPtr reader(GetTruncatingReader(pInner, 100));
     ASSERT_TRUE(reader);
-    EXPECT_EQ(reader->GetType(), 5u);
-    EXPECT_EQ(reader->Create(), 0);
+    EXPECT_EQ(reader->Create(), 0) << "not passed on";
     EXPECT_EQ(reader->SetLengthHint(10), 0);
-    EXPECT_EQ(reader->IsOpen(), 0);
-
-    reader->SetOption(Z(u"READ_ONLY"), Z(u"1"));
     ASSERT_EQ(reader->Open(), 1);
-    EXPECT_EQ(pInner->IsReadOnly(), 1) << "options reach the inner reader";
     EXPECT_EQ(reader->GetLength(), 100);
     EXPECT_EQ(ReadUpTo(*reader, 4096), bytes.substr(0, 100));
     EXPECT_EQ(ReadUpTo(*reader, 4096), bytes.substr(100, 100)) << "no count is kept across reads";
@@ -44,8 +39,6 @@ TEST(TruncatingReaderTest, EachReadAndTheLengthStopAtTheLimitButSeeksDoNot)
     EXPECT_EQ(reader->SetPosition(950, ZU_SEEK_BEGIN), 950) << "seeks are not limited";
     EXPECT_EQ(ReadUpTo(*reader, 4096), bytes.substr(950));
     EXPECT_EQ(ReadUpTo(*reader, 30), "") << "the inner end still ends reads";
-    reader->Close();
-    EXPECT_EQ(pInner->IsOpen(), 0);
 }
 
 TEST(TruncatingReaderTest, LimitOfZeroOrUnknownInnerLength)
@@ -57,8 +50,7 @@ TEST(TruncatingReaderTest, LimitOfZeroOrUnknownInnerLength)
     EXPECT_EQ(empty->Read(buffer, sizeof(buffer)), 0u);
     EXPECT_EQ(pInner->GetPosition(), 0) << "the inner reader is not asked at all";
     EXPECT_EQ(empty->GetLength(), 0);
-    CReaderPtr negative(GetTruncatingReader(GetMemoryReader(bytes.data(), 1000, 0), -1));
-    EXPECT_EQ(negative->Read(buffer, sizeof(buffer)), 0u);
+    EXPECT_EQ(ReadUpTo(*CReaderPtr(GetTruncatingReader(GetMemoryReader(bytes.data(), 1000, 0), -1)), 16), "");
 
     CTempFolder folder;
     CReaderPtr unknown(GetTruncatingReader(GetLocalReader(Z(folder.File(u"missing.bin"))), 100));
