@@ -5,31 +5,17 @@
 // below it, children first.
 #pragma once
 
-#include "platform/Internet.h"
+#include "platform/InternetBackend.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <unordered_map>
 #include <vector>
 
 namespace zu::platform {
-
-// Each backend keeps the calling thread's last error; stores it and returns false.
-bool FailInternet(uint32_t nError);
-void SetInternetLastError(uint32_t nError);
-
-// A new backend object, or null with INET_ERROR_NOT_ENOUGH_MEMORY as the last error.
-template <typename T, typename... Args>
-std::shared_ptr<T> MakeInternetObject(Args&&... args)
-{
-    std::shared_ptr<T> pObject(new (std::nothrow) T(std::forward<Args>(args)...));
-    if (!pObject)
-        FailInternet(INET_ERROR_NOT_ENOUGH_MEMORY);
-    return pObject;
-}
 
 template <typename TObject>
 class CInternetHandleTable {
@@ -71,6 +57,36 @@ public:
             return nullptr;
         }
         return found->second;
+    }
+
+    // The object behind h as a T when it is of one of the types; null, with the reason as the last
+    // error, otherwise. TObject has a Type() that answers an EInternetObjectType.
+    template <typename T>
+    std::shared_ptr<T> FindOfType(InternetHandle h, std::initializer_list<EInternetObjectType> types)
+    {
+        std::shared_ptr<TObject> pObject = Find(h);
+        if (!pObject)
+            return nullptr;
+        if (std::find(types.begin(), types.end(), pObject->Type()) == types.end()) {
+            FailInternet(INET_ERROR_INCORRECT_HANDLE_TYPE);
+            return nullptr;
+        }
+        return std::static_pointer_cast<T>(pObject);
+    }
+
+    // Add for an object that setUp still has to make ready, with its handle already open so that
+    // closing the parent meanwhile cuts setUp short. When setUp fails the handle is closed again and
+    // setUp's error stays the last error. Null for a null object.
+    template <typename TSetUp>
+    InternetHandle AddWhile(std::shared_ptr<TObject> pObject, InternetHandle hParent, TSetUp setUp)
+    {
+        InternetHandle h = pObject ? Add(std::move(pObject), hParent) : nullptr;
+        if (!h || setUp())
+            return h;
+        const uint32_t nError = InternetLastError();
+        Close(h);
+        FailInternet(nError);
+        return nullptr;
     }
 
     // Closes the handle and every handle below it, cancelling what they are doing.

@@ -1,5 +1,6 @@
 #include "platform/posix/FtpFile.h"
 
+#include "platform/Text.h"
 #include "platform/posix/InternetErrors.h"
 
 namespace zu::platform {
@@ -58,11 +59,6 @@ bool CFtpFile::StartAt(int64_t nPosition)
 
 bool CFtpFile::RestartAt(int64_t nPosition)
 {
-    if (nPosition == m_nLength) {
-        m_pConnection->Transfer().Abandon();
-        m_nBase = nPosition;
-        return true;
-    }
     return StartAt(nPosition);
 }
 
@@ -70,7 +66,7 @@ void CFtpFile::AfterRead()
 {
     CCurlTransfer& transfer = m_pConnection->Transfer();
     if (transfer.LastReplyCode() != 0)
-        SetLastFtpReply(transfer.LastReplyCode(), transfer.LastReply());
+        SetLastFtpReply(transfer.LastReplyCode(), Utf16FromUtf8(transfer.LastReply()));
 }
 
 CCurlTransfer* CFtpFile::BodyTransfer()

@@ -1,54 +1,28 @@
 #include "platform/posix/HttpHeaderList.h"
 
+#include "platform/HttpHeaderText.h"
 #include "platform/Internet.h"
 
 #include <strings.h>
 
 namespace zu::platform {
-namespace {
-
-std::string Trimmed(const std::string& text)
-{
-    const size_t first = text.find_first_not_of(" \t");
-    if (first == std::string::npos)
-        return std::string();
-    const size_t last = text.find_last_not_of(" \t");
-    return text.substr(first, last - first + 1);
-}
-
-std::vector<std::string> SplitLines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    size_t start = 0;
-    while (start <= text.size()) {
-        const size_t end = text.find_first_of("\r\n", start);
-        const std::string line = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
-        if (!Trimmed(line).empty())
-            lines.push_back(line);
-        if (end == std::string::npos)
-            break;
-        start = end + 1;
-    }
-    return lines;
-}
-
-}  // namespace
 
 bool CHttpHeaderList::Apply(const std::string& text, uint32_t nModifiers, uint32_t& nError)
 {
     // Continuation lines are gathered first, so each header is judged once, whole.
     std::vector<std::pair<std::string, std::string>> headers;
-    for (const std::string& line : SplitLines(text)) {
+    for (const std::string& line : HeaderTextLines(text)) {
         const size_t colon = line.find(':');
         if (colon == std::string::npos) {
             if (headers.empty()) {
                 nError = INET_ERROR_HTTP_INVALID_HEADER;
                 return false;
             }
-            headers.back().second += Trimmed(line);
+            headers.back().second += TrimmedHeaderText(line);
             continue;
         }
-        headers.emplace_back(Trimmed(line.substr(0, colon)), Trimmed(line.substr(colon + 1)));
+        headers.emplace_back(TrimmedHeaderText(line.substr(0, colon)),
+                             TrimmedHeaderText(line.substr(colon + 1)));
     }
     for (const auto& header : headers) {
         if (!ApplyLine(header.first, header.second, nModifiers, nError))

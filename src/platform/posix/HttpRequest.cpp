@@ -1,5 +1,6 @@
 #include "platform/posix/HttpRequest.h"
 
+#include "platform/HttpHeaderText.h"
 #include "platform/HttpRange.h"
 #include "platform/Text.h"
 #include "platform/posix/InternetErrors.h"
@@ -12,10 +13,6 @@ namespace zu::platform {
 namespace {
 
 constexpr long MAX_REDIRECTS = 20;
-constexpr uint32_t SECURITY_IGNORE_BITS =
-    INET_SECURITY_FLAG_IGNORE_REVOCATION | INET_SECURITY_FLAG_IGNORE_UNKNOWN_CA |
-    INET_SECURITY_FLAG_IGNORE_WRONG_USAGE | INET_SECURITY_FLAG_IGNORE_CERT_CN_INVALID |
-    INET_SECURITY_FLAG_IGNORE_CERT_DATE_INVALID;
 
 // The header a level stands for; null for levels that are not a header.
 const char* HeaderOfLevel(uint32_t nLevel)
@@ -51,14 +48,6 @@ bool IsRedirect(uint32_t nCode)
     return nCode == 301 || nCode == 302 || nCode == 303 || nCode == 307 || nCode == 308;
 }
 
-std::string Trimmed(const std::string& text)
-{
-    const size_t first = text.find_first_not_of(" \t");
-    if (first == std::string::npos)
-        return std::string();
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 }  // namespace
 
 CHttpRequest::CHttpRequest(std::shared_ptr<CInternetConnection> pConnection, const std::string& verb,
@@ -70,7 +59,7 @@ CHttpRequest::CHttpRequest(std::shared_ptr<CInternetConnection> pConnection, con
       m_strObject(object.empty() || object[0] != '/' ? "/" + object : object),
       m_strVersion(version.empty() ? "HTTP/1.1" : version),
       m_nFlags(nFlags),
-      m_nSecurityFlags(nFlags & SECURITY_IGNORE_BITS),
+      m_nSecurityFlags(nFlags & INET_SECURITY_IGNORE_BITS),
       m_Transfer(false)
 {
     // The headers the system adds itself are listed from the start, so a caller can see and
@@ -261,12 +250,13 @@ CHttpRequest::CResponse CHttpRequest::ParseHead(const std::vector<std::string>& 
         response.m_nStatusCode = static_cast<uint32_t>(std::strtoul(rest.c_str(), nullptr, 10));
         const size_t secondSpace = rest.find(' ');
         if (secondSpace != std::string::npos)
-            response.m_strStatusText = Trimmed(rest.substr(secondSpace + 1));
+            response.m_strStatusText = TrimmedHeaderText(rest.substr(secondSpace + 1));
     }
     for (size_t i = 1; i < head.size(); ++i) {
         const size_t colon = head[i].find(':');
         if (colon != std::string::npos)
-            response.m_Headers.Add(Trimmed(head[i].substr(0, colon)), Trimmed(head[i].substr(colon + 1)));
+            response.m_Headers.Add(TrimmedHeaderText(head[i].substr(0, colon)),
+                                   TrimmedHeaderText(head[i].substr(colon + 1)));
     }
     return response;
 }
@@ -325,11 +315,6 @@ bool CHttpRequest::QueryInfo(uint32_t nLevel, const std::string& customName, std
 
 bool CHttpRequest::RestartAt(int64_t nPosition)
 {
-    if (nPosition == m_nLength) {
-        m_Transfer.Abandon();
-        m_nBase = nPosition;
-        return true;
-    }
     if (m_strVerb != "GET")
         return FailInternet(INET_ERROR_INVALID_OPERATION);
     CHttpHeaderList headers = m_RequestHeaders;
@@ -387,7 +372,7 @@ bool CHttpRequest::SetOption(uint32_t nOption, uint32_t nValue)
 {
     if (nOption != INET_OPTION_SECURITY_FLAGS)
         return VInternetFile::SetOption(nOption, nValue);
-    m_nSecurityFlags = nValue & SECURITY_IGNORE_BITS;
+    m_nSecurityFlags = nValue & INET_SECURITY_IGNORE_BITS;
     return true;
 }
 

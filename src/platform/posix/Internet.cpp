@@ -10,8 +10,6 @@
 #include "platform/posix/InternetErrors.h"
 #include "platform/posix/InternetSession.h"
 
-#include <new>
-
 namespace zu::platform {
 namespace {
 
@@ -24,14 +22,7 @@ CInternetHandleTable<VInternetObject>& Table()
 template <typename T>
 std::shared_ptr<T> Find(InternetHandle h, EInternetObjectType type)
 {
-    std::shared_ptr<VInternetObject> pObject = Table().Find(h);
-    if (!pObject)
-        return nullptr;
-    if (pObject->Type() != type) {
-        FailInternet(INET_ERROR_INCORRECT_HANDLE_TYPE);
-        return nullptr;
-    }
-    return std::static_pointer_cast<T>(pObject);
+    return Table().FindOfType<T>(h, {type});
 }
 
 }  // namespace
@@ -64,17 +55,13 @@ InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& ho
                                                                service, flags);
     if (!pConnection)
         return nullptr;
+    if (!pConnection->IsFtp())
+        return Table().Add(pConnection, hSession);
     // The handle exists while the login runs, so closing the session can cut it short.
-    InternetHandle h = Table().Add(pConnection, hSession);
-    if (!h || !pConnection->IsFtp())
-        return h;
-    std::lock_guard<std::recursive_mutex> lock(pConnection->Lock());
-    if (pConnection->LogIn())
-        return h;
-    const uint32_t nError = InternetLastError();
-    Table().Close(h);
-    FailInternet(nError);
-    return nullptr;
+    return Table().AddWhile(pConnection, hSession, [&] {
+        std::lock_guard<std::recursive_mutex> lock(pConnection->Lock());
+        return pConnection->LogIn();
+    });
 }
 
 InternetHandle OpenHttpRequest(InternetHandle hConnect, const std::u16string& verb, const std::u16string& object,
@@ -130,22 +117,6 @@ bool QueryHttpInfo(InternetHandle hRequest, uint32_t infoLevel, std::u16string& 
     return true;
 }
 
-bool QueryHttpInfoNumber(InternetHandle hRequest, uint32_t infoLevel, uint32_t& value, uint32_t* pIndex,
-                         const std::u16string& customName)
-{
-    std::u16string text;
-    if (!QueryHttpInfo(hRequest, infoLevel & ~INET_QUERY_FLAG_NUMBER, text, pIndex, customName))
-        return false;
-    // Leading decimal digits, as the system's own conversion reads them.
-    value = 0;
-    for (char16_t c : text) {
-        if (c < u'0' || c > u'9')
-            break;
-        value = value * 10 + static_cast<uint32_t>(c - u'0');
-    }
-    return true;
-}
-
 bool ReadInternetFile(InternetHandle hFile, void* pBuffer, uint32_t nCount, uint32_t& nRead)
 {
     nRead = 0;
@@ -189,26 +160,10 @@ InternetHandle OpenFtpFile(InternetHandle hConnect, const std::u16string& fileNa
         return nullptr;
     }
     auto pFile = MakeInternetObject<CFtpFile>(pConnection, Utf8FromUtf16(fileName), flags);
-    if (!pFile)
-        return nullptr;
-    InternetHandle h = Table().Add(pFile, hConnect);
-    if (!h)
-        return nullptr;
-    std::unique_lock<std::recursive_mutex> lock(pFile->Lock());
-    if (pFile->Open())
-        return h;
-    const uint32_t nError = InternetLastError();
-    lock.unlock();
-    Table().Close(h);
-    FailInternet(nError);
-    return nullptr;
-}
-
-bool GetInternetLastResponse(uint32_t& nError, std::u16string& text)
-{
-    nError = LastFtpReplyCode();
-    text = Utf16FromUtf8(LastFtpReplyText());
-    return true;
+    return Table().AddWhile(pFile, hConnect, [&] {
+        std::lock_guard<std::recursive_mutex> lock(pFile->Lock());
+        return pFile->Open();
+    });
 }
 
 bool SetInternetOption(InternetHandle h, uint32_t option, uint32_t value)

@@ -114,7 +114,7 @@ bool CInternetConnection::RunCommandTransfer()
 bool CInternetConnection::Conclude(CCurlTransfer::EWait wait)
 {
     if (m_pTransfer->LastReplyCode() != 0)
-        SetLastFtpReply(m_pTransfer->LastReplyCode(), m_pTransfer->LastReply());
+        SetLastFtpReply(m_pTransfer->LastReplyCode(), Utf16FromUtf8(m_pTransfer->LastReply()));
     switch (wait) {
     case CCurlTransfer::EWait::TIMED_OUT:
         m_pTransfer->Stop();

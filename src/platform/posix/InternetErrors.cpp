@@ -7,10 +7,6 @@
 namespace zu::platform {
 namespace {
 
-thread_local uint32_t t_nLastError = 0;
-thread_local uint32_t t_nLastReplyCode = 0;
-thread_local std::string t_LastReplyText;
-
 uint32_t CertificateError(long nVerifyResult)
 {
     switch (nVerifyResult) {
@@ -53,38 +49,6 @@ bool IsFtpReplyError(CURLcode code)
 }
 
 }  // namespace
-
-bool FailInternet(uint32_t nError)
-{
-    t_nLastError = nError;
-    return false;
-}
-
-void SetInternetLastError(uint32_t nError)
-{
-    t_nLastError = nError;
-}
-
-uint32_t InternetLastError()
-{
-    return t_nLastError;
-}
-
-void SetLastFtpReply(uint32_t nCode, const std::string& text)
-{
-    t_nLastReplyCode = nCode;
-    t_LastReplyText = text;
-}
-
-uint32_t LastFtpReplyCode()
-{
-    return t_nLastReplyCode;
-}
-
-const std::string& LastFtpReplyText()
-{
-    return t_LastReplyText;
-}
 
 uint32_t InternetErrorFromCurl(CURLcode code, bool bFtp, long nVerifyResult)
 {

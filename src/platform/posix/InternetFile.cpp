@@ -29,28 +29,9 @@ int64_t VInternetFile::SetFilePointer(int64_t nDistance, uint32_t nMethod)
     }
     const int64_t nPosition = m_nBase + pTransfer->TakenBytes();
     const int64_t nLength = BodyLength();
-    int64_t nTarget = -1;
-    switch (nMethod) {
-    case INET_FILE_BEGIN:
-        nTarget = nDistance;
-        break;
-    case INET_FILE_CURRENT:
-        nTarget = nPosition + nDistance;
-        break;
-    case INET_FILE_END:
-        nTarget = nLength < 0 ? -1 : nLength + nDistance;
-        break;
-    default:
-        break;
-    }
-    if (nMethod == INET_FILE_END && nLength < 0) {
-        FailInternet(INET_ERROR_INVALID_OPERATION);
+    const int64_t nTarget = InternetFilePointerTarget(nDistance, nMethod, nPosition, nLength);
+    if (nTarget < 0)
         return -1;
-    }
-    if (nTarget < 0 || nMethod > INET_FILE_END || (nLength >= 0 && nTarget > nLength)) {
-        FailInternet(INET_ERROR_INVALID_PARAMETER);
-        return -1;
-    }
     if (nTarget >= nPosition && nTarget - nPosition <= static_cast<int64_t>(pTransfer->BufferedBytes())) {
         pTransfer->SkipBody(static_cast<size_t>(nTarget - nPosition));
         return nTarget;
@@ -59,6 +40,12 @@ int64_t VInternetFile::SetFilePointer(int64_t nDistance, uint32_t nMethod)
     if (nLength < 0) {
         FailInternet(INET_ERROR_INVALID_OPERATION);
         return -1;
+    }
+    if (nTarget == nLength) {
+        // Nothing is left to fetch: reads find the end until the next move.
+        pTransfer->Abandon();
+        m_nBase = nTarget;
+        return nTarget;
     }
     return RestartAt(nTarget) ? nTarget : -1;
 }

@@ -17,6 +17,20 @@ const std::map<uint32_t, uint32_t>& DefaultNumbers()
     return s_Defaults;
 }
 
+// Whether the option holds a number (or a text); false, with the reason as the last error, when it
+// holds the other kind (a wrong length) or is none of ours.
+bool HoldsNumber(uint32_t nOption)
+{
+    return IsInternetTimeoutOption(nOption) ||
+           FailInternet(IsInternetCredentialOption(nOption) ? INET_ERROR_BAD_OPTION_LENGTH : INET_ERROR_INVALID_OPTION);
+}
+
+bool HoldsText(uint32_t nOption)
+{
+    return IsInternetCredentialOption(nOption) ||
+           FailInternet(IsInternetTimeoutOption(nOption) ? INET_ERROR_BAD_OPTION_LENGTH : INET_ERROR_INVALID_OPTION);
+}
+
 }  // namespace
 
 VInternetObject::VInternetObject(EInternetObjectType type, std::shared_ptr<VInternetObject> pParent)
@@ -29,55 +43,34 @@ VInternetObject::VInternetObject(EInternetObjectType type, std::shared_ptr<VInte
     }
 }
 
-bool VInternetObject::IsTimeoutOption(uint32_t nOption)
-{
-    switch (nOption) {
-    case INET_OPTION_CONNECT_TIMEOUT:
-    case INET_OPTION_SEND_TIMEOUT:
-    case INET_OPTION_RECEIVE_TIMEOUT:
-    case INET_OPTION_DATA_SEND_TIMEOUT:
-    case INET_OPTION_DATA_RECEIVE_TIMEOUT:
-    case INET_OPTION_LISTEN_TIMEOUT:
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool VInternetObject::IsTextOption(uint32_t nOption)
-{
-    return nOption == INET_OPTION_USERNAME || nOption == INET_OPTION_PASSWORD ||
-           nOption == INET_OPTION_PROXY_USERNAME || nOption == INET_OPTION_PROXY_PASSWORD;
-}
-
 bool VInternetObject::SetOption(uint32_t nOption, uint32_t nValue)
 {
-    if (!IsTimeoutOption(nOption))
-        return FailInternet(IsTextOption(nOption) ? INET_ERROR_BAD_OPTION_LENGTH : INET_ERROR_INVALID_OPTION);
+    if (!HoldsNumber(nOption))
+        return false;
     m_Numbers[nOption] = nValue;
     return true;
 }
 
 bool VInternetObject::QueryOption(uint32_t nOption, uint32_t& nValue)
 {
-    if (!IsTimeoutOption(nOption))
-        return FailInternet(IsTextOption(nOption) ? INET_ERROR_BAD_OPTION_LENGTH : INET_ERROR_INVALID_OPTION);
+    if (!HoldsNumber(nOption))
+        return false;
     nValue = NumberOption(nOption);
     return true;
 }
 
 bool VInternetObject::SetOptionText(uint32_t nOption, const std::u16string& value)
 {
-    if (!IsTextOption(nOption))
-        return FailInternet(IsTimeoutOption(nOption) ? INET_ERROR_BAD_OPTION_LENGTH : INET_ERROR_INVALID_OPTION);
+    if (!HoldsText(nOption))
+        return false;
     m_Texts[nOption] = value;
     return true;
 }
 
 bool VInternetObject::QueryOptionText(uint32_t nOption, std::u16string& value)
 {
-    if (!IsTextOption(nOption))
-        return FailInternet(IsTimeoutOption(nOption) ? INET_ERROR_BAD_OPTION_LENGTH : INET_ERROR_INVALID_OPTION);
+    if (!HoldsText(nOption))
+        return false;
     value = TextOption(nOption);
     return true;
 }

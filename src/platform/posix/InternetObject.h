@@ -3,7 +3,7 @@
 // are serialised by its lock; Cancel alone comes from whichever thread closes the handle.
 #pragma once
 
-#include "platform/Internet.h"
+#include "platform/InternetBackend.h"
 
 #include <cstdint>
 #include <map>
@@ -12,8 +12,6 @@
 #include <string>
 
 namespace zu::platform {
-
-enum class EInternetObjectType { SESSION, CONNECTION, HTTP_REQUEST, FTP_FILE };
 
 class VInternetObject {
 public:
@@ -41,8 +39,6 @@ public:
 protected:
     uint32_t NumberOption(uint32_t nOption) const;
     std::u16string TextOption(uint32_t nOption) const;
-    static bool IsTimeoutOption(uint32_t nOption);
-    static bool IsTextOption(uint32_t nOption);
     // A time-out option as a limit for waits: 0 for "none".
     uint32_t TimeoutOption(uint32_t nOption) const;
 

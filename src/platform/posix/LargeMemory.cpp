@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace zu::platform {
 namespace {
@@ -25,9 +26,11 @@ bool CLargeMemory::Allocate(size_t nBytes)
     const uintptr_t nAligned = nMapped == nBytes ? nStart : (nStart + kHugePage - 1) & ~(uintptr_t{kHugePage} - 1);
     if (nAligned > nStart)
         munmap(pMapped, nAligned - nStart);
-    const size_t nTail = nMapped - (nAligned - nStart) - nBytes;
-    if (nTail > 0)
-        munmap(reinterpret_cast<void*>(nAligned + nBytes), nTail);
+    // The tail starts on the page after the block's last byte: munmap takes whole pages only.
+    const size_t nPage = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const uintptr_t nTail = (nAligned + nBytes + nPage - 1) & ~(uintptr_t{nPage} - 1);
+    if (nTail < nStart + nMapped)
+        munmap(reinterpret_cast<void*>(nTail), nStart + nMapped - nTail);
     m_pData = reinterpret_cast<unsigned char*>(nAligned);
     m_nBytes = nBytes;
     madvise(m_pData, m_nBytes, MADV_HUGEPAGE);  // a hint: without it the block still works

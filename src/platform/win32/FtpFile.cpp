@@ -1,6 +1,6 @@
 #include "platform/win32/FtpFile.h"
 
-#include "platform/Internet.h"
+#include "platform/InternetBackend.h"
 #include "platform/win32/Wide.h"
 
 #include <string>
@@ -19,12 +19,10 @@ int64_t SizeFromReply()
     wchar_t text[256] = {};
     DWORD nError = 0;
     DWORD nLength = sizeof(text) / sizeof(text[0]) - 1;
-    if (!InternetGetLastResponseInfoW(&nError, text, &nLength) || std::wstring(text).rfind(L"213 ", 0) != 0)
+    if (!InternetGetLastResponseInfoW(&nError, text, &nLength))
         return -1;
-    int64_t nSize = -1;
-    for (const wchar_t* p = text + 4; *p >= L'0' && *p <= L'9'; ++p)
-        nSize = (nSize < 0 ? 0 : nSize * 10) + (*p - L'0');
-    return nSize;
+    const std::u16string reply = FromWide(text);
+    return reply.rfind(u"213 ", 0) == 0 ? LeadingDecimal(reply.substr(4)) : -1;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "platform/win32/HttpRequest.h"
 
+#include "platform/HttpHeaderText.h"
 #include "platform/HttpRange.h"
 #include "platform/Internet.h"
 #include "platform/Text.h"
@@ -10,51 +11,6 @@
 
 namespace zu::platform {
 namespace {
-
-constexpr uint32_t SECURITY_IGNORE_BITS =
-    INET_SECURITY_FLAG_IGNORE_REVOCATION | INET_SECURITY_FLAG_IGNORE_UNKNOWN_CA |
-    INET_SECURITY_FLAG_IGNORE_WRONG_USAGE | INET_SECURITY_FLAG_IGNORE_CERT_CN_INVALID |
-    INET_SECURITY_FLAG_IGNORE_CERT_DATE_INVALID;
-
-const wchar_t* TextOrNull(const std::u16string& text)
-{
-    return text.empty() ? nullptr : Wide(text);
-}
-
-// A decimal number at the start of the text; -1 when there is none.
-int64_t LeadingNumber(const std::u16string& text)
-{
-    int64_t nValue = -1;
-    for (char16_t c : text) {
-        if (c < u'0' || c > u'9')
-            break;
-        nValue = (nValue < 0 ? 0 : nValue * 10) + (c - u'0');
-    }
-    return nValue;
-}
-
-std::u16string Trimmed(const std::u16string& text)
-{
-    const size_t nFirst = text.find_first_not_of(u" \t");
-    return nFirst == std::u16string::npos ? std::u16string()
-                                          : text.substr(nFirst, text.find_last_not_of(u" \t") - nFirst + 1);
-}
-
-// The non-empty lines of a header text.
-std::vector<std::u16string> HeaderLines(const std::u16string& text)
-{
-    std::vector<std::u16string> lines;
-    size_t nStart = 0;
-    while (nStart < text.size()) {
-        size_t nEnd = text.find_first_of(u"\r\n", nStart);
-        if (nEnd == std::u16string::npos)
-            nEnd = text.size();
-        if (!Trimmed(text.substr(nStart, nEnd - nStart)).empty())
-            lines.push_back(text.substr(nStart, nEnd - nStart));
-        nStart = nEnd + 1;
-    }
-    return lines;
-}
 
 bool IsVerb(const std::u16string& verb, const char16_t* pszName)
 {
@@ -71,9 +27,8 @@ void CopyRequestOptions(HINTERNET hFrom, HINTERNET hTo)
 {
     uint32_t nFlags = 0;
     if (CInternetObject::QueryNumberOption(hFrom, INET_OPTION_SECURITY_FLAGS, nFlags))
-        CInternetObject::SetNumberOption(hTo, INET_OPTION_SECURITY_FLAGS, nFlags & SECURITY_IGNORE_BITS);
-    for (uint32_t nOption : {INET_OPTION_USERNAME, INET_OPTION_PASSWORD, INET_OPTION_PROXY_USERNAME,
-                             INET_OPTION_PROXY_PASSWORD}) {
+        CInternetObject::SetNumberOption(hTo, INET_OPTION_SECURITY_FLAGS, nFlags & INET_SECURITY_IGNORE_BITS);
+    for (uint32_t nOption : INET_CREDENTIAL_OPTIONS) {
         std::u16string value;
         if (CInternetObject::QueryTextOption(hFrom, nOption, value) && !value.empty())
             CInternetObject::SetTextOption(hTo, nOption, value);
@@ -106,8 +61,8 @@ HINTERNET CHttpRequest::Open(HINTERNET hConnect, const std::u16string& verb, con
                              const std::u16string& accept, uint32_t nFlags)
 {
     const wchar_t* acceptTypes[] = {Wide(accept), nullptr};
-    HINTERNET h = HttpOpenRequestW(hConnect, TextOrNull(verb), Wide(object), TextOrNull(version),
-                                   TextOrNull(referrer), accept.empty() ? nullptr : acceptTypes, nFlags, 0);
+    HINTERNET h = HttpOpenRequestW(hConnect, WideOrNull(verb), Wide(object), WideOrNull(version),
+                                   WideOrNull(referrer), accept.empty() ? nullptr : acceptTypes, nFlags, 0);
     if (!h)
         FailWithSystemError();
     return h;
@@ -145,7 +100,7 @@ bool CHttpRequest::AddHeaders(const std::u16string& headers, uint32_t nModifiers
     const bool bReplaceOnly = (nModifiers & INET_ADDREQ_FLAG_REPLACE) && !(nModifiers & INET_ADDREQ_FLAG_ADD);
     if (!bAddIfNew && !bReplaceOnly)
         return AddHeaderLines(headers, nModifiers);
-    for (const std::u16string& line : HeaderLines(headers)) {
+    for (const std::u16string& line : HeaderTextLines(headers)) {
         const bool bExists = HasRequestHeader(line.substr(0, line.find(u':')));
         if (bAddIfNew && bExists)
             return FailInternet(INET_ERROR_HTTP_HEADER_ALREADY_EXISTS);
@@ -168,7 +123,7 @@ bool CHttpRequest::AddHeaderLines(const std::u16string& headers, uint32_t nModif
 bool CHttpRequest::HasRequestHeader(const std::u16string& name) const
 {
     std::u16string value;
-    const std::u16string trimmed = Trimmed(name);
+    const std::u16string trimmed = TrimmedHeaderText(name);
     return !trimmed.empty() &&
            QueryInfo(Handle(), INET_QUERY_CUSTOM | INET_QUERY_FLAG_REQUEST_HEADERS, trimmed, value, nullptr);
 }
@@ -206,7 +161,7 @@ bool CHttpRequest::SendOn(HINTERNET hRequest, const std::u16string& extraHeaders
     if (Succeeded(Call(
         [hRequest, extraHeaders, pBody](CCallOutcome&) {
             void* pData = pBody->empty() ? nullptr : const_cast<char*>(pBody->data());
-            return HttpSendRequestW(hRequest, TextOrNull(extraHeaders), static_cast<DWORD>(extraHeaders.size()),
+            return HttpSendRequestW(hRequest, WideOrNull(extraHeaders), static_cast<DWORD>(extraHeaders.size()),
                                     pData, static_cast<DWORD>(pBody->size())) != FALSE;
         },
         false)))
@@ -229,7 +184,7 @@ void CHttpRequest::NoteBody()
     if (IsVerb(m_Verb, u"HEAD"))
         m_nLength = 0;
     else if (QueryInfo(Handle(), INET_QUERY_CONTENT_LENGTH, std::u16string(), value, nullptr))
-        m_nLength = LeadingNumber(value);
+        m_nLength = LeadingDecimal(value);
     m_nRangeFirst = 0;
     m_nRangeLast = -1;
     if (QueryInfo(Handle(), INET_QUERY_STATUS_CODE, std::u16string(), value, nullptr) && value == u"206" &&

@@ -9,7 +9,6 @@
 #include "platform/win32/InternetErrors.h"
 #include "platform/win32/Wide.h"
 
-#include <new>
 
 namespace zu::platform {
 namespace {
@@ -23,45 +22,12 @@ CInternetHandleTable<CInternetObject>& Table()
 template <typename T>
 std::shared_ptr<T> Find(InternetHandle h, EInternetObjectType type)
 {
-    std::shared_ptr<CInternetObject> pObject = Table().Find(h);
-    if (!pObject)
-        return nullptr;
-    if (pObject->Type() != type) {
-        FailInternet(INET_ERROR_INCORRECT_HANDLE_TYPE);
-        return nullptr;
-    }
-    return std::static_pointer_cast<T>(pObject);
+    return Table().FindOfType<T>(h, {type});
 }
 
 std::shared_ptr<VInternetFile> FindFile(InternetHandle h)
 {
-    std::shared_ptr<CInternetObject> pObject = Table().Find(h);
-    if (!pObject)
-        return nullptr;
-    if (pObject->Type() != EInternetObjectType::HTTP_REQUEST && pObject->Type() != EInternetObjectType::FTP_FILE) {
-        FailInternet(INET_ERROR_INCORRECT_HANDLE_TYPE);
-        return nullptr;
-    }
-    return std::static_pointer_cast<VInternetFile>(pObject);
-}
-
-// Registers an object whose system handle a blocking call is still to make, so that closing the
-// parent meanwhile cuts the call short; unregisters it again when making the handle fails.
-InternetHandle RegisterWhile(std::shared_ptr<CInternetObject> pObject, InternetHandle hParent,
-                             const std::function<bool()>& make)
-{
-    InternetHandle h = pObject ? Table().Add(pObject, hParent) : nullptr;
-    if (!h || make())
-        return h;
-    const uint32_t nError = InternetLastError();
-    Table().Close(h);
-    FailInternet(nError);
-    return nullptr;
-}
-
-const wchar_t* TextOrNull(const std::u16string& text)
-{
-    return text.empty() ? nullptr : Wide(text);
+    return Table().FindOfType<VInternetFile>(h, {EInternetObjectType::HTTP_REQUEST, EInternetObjectType::FTP_FILE});
 }
 
 // The credentials a connection was made with, as options its requests start with.
@@ -79,8 +45,8 @@ InternetHandle OpenInternetSession(const std::u16string& userAgent, uint32_t acc
                                    const std::u16string& proxyList, const std::u16string& bypassList, uint32_t flags)
 {
     const bool bProxy = accessType == INET_OPEN_TYPE_PROXY;
-    HINTERNET h = InternetOpenW(Wide(userAgent), accessType, bProxy ? TextOrNull(proxyList) : nullptr,
-                                bProxy ? TextOrNull(bypassList) : nullptr, flags);
+    HINTERNET h = InternetOpenW(Wide(userAgent), accessType, bProxy ? WideOrNull(proxyList) : nullptr,
+                                bProxy ? WideOrNull(bypassList) : nullptr, flags);
     if (!h) {
         CInternetObject::FailWithSystemError();
         return nullptr;
@@ -102,7 +68,7 @@ InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& ho
         return nullptr;
     const HINTERNET hParent = pSession->Handle();
     if (service != INET_SERVICE_FTP) {
-        HINTERNET h = InternetConnectW(hParent, Wide(host), port, TextOrNull(user), TextOrNull(password), service,
+        HINTERNET h = InternetConnectW(hParent, Wide(host), port, WideOrNull(user), WideOrNull(password), service,
                                        flags, 0);
         if (!h) {
             CInternetObject::FailWithSystemError();
@@ -122,10 +88,10 @@ InternetHandle ConnectInternet(InternetHandle hSession, const std::u16string& ho
         MakeInternetObject<CInternetObject>(EInternetObjectType::CONNECTION, nullptr, true, pSession.get());
     if (pConnection)
         RecordCredentials(*pConnection, user, password);
-    return RegisterWhile(pConnection, hSession, [&] {
+    return Table().AddWhile(pConnection, hSession, [&] {
         const auto pOutcome = pConnection->Call(
             [hParent, host, port, user, password, flags](CCallOutcome& outcome) {
-                outcome.hMade = InternetConnectW(hParent, Wide(host), port, TextOrNull(user), TextOrNull(password),
+                outcome.hMade = InternetConnectW(hParent, Wide(host), port, WideOrNull(user), WideOrNull(password),
                                                  INET_SERVICE_FTP, flags, 0);
                 if (!outcome.hMade)
                     return false;
@@ -181,32 +147,16 @@ bool QueryHttpInfo(InternetHandle hRequest, uint32_t infoLevel, std::u16string& 
     return pRequest && pRequest->QueryResponse(infoLevel, customName, value, pIndex);
 }
 
-bool QueryHttpInfoNumber(InternetHandle hRequest, uint32_t infoLevel, uint32_t& value, uint32_t* pIndex,
-                         const std::u16string& customName)
-{
-    std::u16string text;
-    if (!QueryHttpInfo(hRequest, infoLevel & ~INET_QUERY_FLAG_NUMBER, text, pIndex, customName))
-        return false;
-    // Leading decimal digits, as the system's own conversion reads them.
-    value = 0;
-    for (char16_t c : text) {
-        if (c < u'0' || c > u'9')
-            break;
-        value = value * 10 + static_cast<uint32_t>(c - u'0');
-    }
-    return true;
-}
-
 bool ReadInternetFile(InternetHandle hFile, void* pBuffer, uint32_t nCount, uint32_t& nRead)
 {
     nRead = 0;
-    std::shared_ptr<VInternetFile> pFile = FindFile(hFile);
+    auto pFile = FindFile(hFile);
     return pFile && pFile->Read(pBuffer, nCount, nRead);
 }
 
 int64_t SetInternetFilePointer(InternetHandle hFile, int64_t nDistance, uint32_t nMethod)
 {
-    std::shared_ptr<VInternetFile> pFile = FindFile(hFile);
+    auto pFile = FindFile(hFile);
     return pFile ? pFile->SetFilePointer(nDistance, nMethod) : -1;
 }
 
@@ -233,7 +183,7 @@ InternetHandle OpenFtpFile(InternetHandle hConnect, const std::u16string& fileNa
         return nullptr;
     }
     auto pFile = MakeInternetObject<CFtpFile>(pConnection, fileName, flags);
-    return RegisterWhile(pFile, hConnect, [&] { return pFile->Open(); });
+    return Table().AddWhile(pFile, hConnect, [&] { return pFile->Open(); });
 }
 
 bool SetInternetOption(InternetHandle h, uint32_t option, uint32_t value)

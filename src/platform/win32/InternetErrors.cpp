@@ -11,10 +11,6 @@
 namespace zu::platform {
 namespace {
 
-thread_local uint32_t t_nLastError = 0;
-thread_local uint32_t t_nLastReplyCode = 0;
-thread_local std::u16string t_LastReplyText;
-
 struct CLocalFree {
     void operator()(wchar_t* pText) const { LocalFree(pText); }
 };
@@ -32,22 +28,6 @@ std::u16string OneLine(const wchar_t* pszText)
 }
 
 }  // namespace
-
-bool FailInternet(uint32_t nError)
-{
-    t_nLastError = nError;
-    return false;
-}
-
-void SetInternetLastError(uint32_t nError)
-{
-    t_nLastError = nError;
-}
-
-uint32_t InternetLastError()
-{
-    return t_nLastError;
-}
 
 uint32_t InternetErrorFromSystem(uint32_t nSystemError)
 {
@@ -68,19 +48,6 @@ uint32_t InternetErrorFromSystem(uint32_t nSystemError)
     default:
         return nSystemError;
     }
-}
-
-void SetLastFtpReply(uint32_t nCode, const std::u16string& text)
-{
-    t_nLastReplyCode = nCode;
-    t_LastReplyText = text;
-}
-
-bool GetInternetLastResponse(uint32_t& nError, std::u16string& text)
-{
-    nError = t_nLastReplyCode;
-    text = t_LastReplyText;
-    return true;
 }
 
 std::u16string InternetErrorText(uint32_t nError)

@@ -80,21 +80,9 @@ int64_t VInternetFile::SetFilePointer(int64_t nDistance, uint32_t nMethod)
         return -1;
     }
     const int64_t nLength = BodyLength();
-    if (nMethod == INET_FILE_END && nLength < 0) {
-        FailInternet(INET_ERROR_INVALID_OPERATION);
+    const int64_t nTarget = InternetFilePointerTarget(nDistance, nMethod, m_nPosition, nLength);
+    if (nTarget < 0)
         return -1;
-    }
-    int64_t nTarget = -1;
-    if (nMethod == INET_FILE_BEGIN)
-        nTarget = nDistance;
-    else if (nMethod == INET_FILE_CURRENT)
-        nTarget = m_nPosition + nDistance;
-    else if (nMethod == INET_FILE_END)
-        nTarget = nLength + nDistance;
-    if (nTarget < 0 || (nLength >= 0 && nTarget > nLength)) {
-        FailInternet(INET_ERROR_INVALID_PARAMETER);
-        return -1;
-    }
     if (nTarget == m_nPosition)
         return nTarget;
     if (!m_bAbandoned && nTarget > m_nPosition && nTarget - m_nPosition <= SKIP_LIMIT) {

@@ -171,30 +171,9 @@ bool CInternetObject::Succeeded(const std::shared_ptr<CCallOutcome>& pOutcome) c
                                       : InternetErrorFromSystem(pOutcome->nError));
 }
 
-bool CInternetObject::IsRecordedNumber(uint32_t nOption)
-{
-    switch (nOption) {
-    case INET_OPTION_CONNECT_TIMEOUT:
-    case INET_OPTION_SEND_TIMEOUT:
-    case INET_OPTION_RECEIVE_TIMEOUT:
-    case INET_OPTION_DATA_SEND_TIMEOUT:
-    case INET_OPTION_DATA_RECEIVE_TIMEOUT:
-    case INET_OPTION_LISTEN_TIMEOUT:
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool CInternetObject::IsRecordedText(uint32_t nOption)
-{
-    return nOption == INET_OPTION_USERNAME || nOption == INET_OPTION_PASSWORD ||
-           nOption == INET_OPTION_PROXY_USERNAME || nOption == INET_OPTION_PROXY_PASSWORD;
-}
-
 bool CInternetObject::SetOption(uint32_t nOption, uint32_t nValue)
 {
-    if (!IsRecordedNumber(nOption))
+    if (!IsInternetTimeoutOption(nOption))
         return SetNumberOption(Handle(), nOption, nValue);
     {
         std::lock_guard<std::mutex> lock(m_OptionLock);
@@ -220,7 +199,7 @@ bool CInternetObject::QueryOption(uint32_t nOption, uint32_t& nValue) const
 
 bool CInternetObject::SetOptionText(uint32_t nOption, const std::u16string& value)
 {
-    if (!IsRecordedText(nOption))
+    if (!IsInternetCredentialOption(nOption))
         return SetTextOption(Handle(), nOption, value);
     {
         std::lock_guard<std::mutex> lock(m_OptionLock);

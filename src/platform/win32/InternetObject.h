@@ -3,6 +3,7 @@
 // caller blocked on it.
 #pragma once
 
+#include "platform/InternetBackend.h"
 #include "platform/win32/CallThread.h"
 
 #include <windows.h>
@@ -17,8 +18,6 @@
 #include <string>
 
 namespace zu::platform {
-
-enum class EInternetObjectType { SESSION, CONNECTION, HTTP_REQUEST, FTP_FILE };
 
 // What a blocking call leaves for its caller. A handle it made and nobody took is closed with it,
 // so a call that outlives a cancelled caller leaks nothing.
@@ -92,9 +91,6 @@ public:
     static bool FailWithSystemError();
 
 private:
-    static bool IsRecordedNumber(uint32_t nOption);
-    static bool IsRecordedText(uint32_t nOption);
-
     const EInternetObjectType m_Type;
     const bool m_bFtp;
     std::atomic<HINTERNET> m_hInternet;
