@@ -2,6 +2,7 @@
 
 #include "buffering/BufferedReader.h"
 #include "buffering/IcyMetadata.h"
+#include "buffering/IcyStripper.h"
 #include "core/FunctionLog.h"
 #include "platform/System.h"
 #include "platform/SystemString.h"
@@ -99,43 +100,41 @@ int32_t CBackgroundReaderThread::ReadAhead()
 {
     if (!m_Buffer.HasMemory() || !Child())
         return 0;
-    uint32_t nReadSize = ChooseReadSize();
-    if (m_bIcy) {
-        uint32_t nAudio = ExamineStreamHeader();
-        if (m_nMetadataInterval > 0) {
-            const auto nInterval = static_cast<uint32_t>(m_nMetadataInterval);
-            // Audio that came with the header may already span whole intervals (with empty
-            // blocks between them): the next block is due after the rest of the current one.
-            while (nAudio > nInterval)
-                nAudio -= nInterval + 1;
-            nReadSize = nInterval - nAudio;
-        } else {
-            m_bIcy = false;
-        }
-    }
-    const uint32_t nLargestRead = std::max({nReadSize, kFallbackReadSize, static_cast<uint32_t>(std::max(m_nMetadataInterval, 0))});
-    const uint32_t nChunkLimit = std::min(nLargestRead, kMaxChunk);
+    const uint32_t nReadSize = ChooseReadSize();
     // A child that reads at once fills the buffer in place, saving a copy. A live one may keep a
     // read waiting, and the space it would fill meanwhile is out of a seek back's reach.
     m_bInPlace = !Child()->IsLengthUnknown();
+    if (m_bIcy)
+        StartStripping();
+    // A live station is asked for one part at a time (audio up to the next block, the length
+    // byte, the block) so that a read never waits for audio while a title is due.
+    const bool bByPart = m_pStripper && !m_bInPlace;
+    const uint32_t nLargestRead = std::max({nReadSize, kFallbackReadSize, static_cast<uint32_t>(std::max(m_nMetadataInterval, 0))});
+    const uint32_t nChunkLimit = std::min(nLargestRead, kMaxChunk);
     if (!m_bInPlace)
         m_Chunk.resize(nChunkLimit);
     while (!IsStopRequested()) {
-        if (nReadSize < 1)
-            nReadSize = kFallbackReadSize;
-        const uint32_t nRead = ReadChunk(std::min(nReadSize, nChunkLimit));
-        if (nRead == 0)
+        const uint32_t nWanted = bByPart ? m_pStripper->BytesToPartEnd() : nReadSize;
+        if (ReadChunk(std::min(nWanted, nChunkLimit)) == 0)
             break;
-        if (m_bIcy) {
-            if (nRead >= nReadSize) {
-                ReadMetadataBlock();
-                nReadSize = static_cast<uint32_t>(m_nMetadataInterval);
-            } else {
-                nReadSize -= nRead;
-            }
-        }
     }
     return 1;
+}
+
+void CBackgroundReaderThread::StartStripping()
+{
+    uint32_t nAudio = ExamineStreamHeader();
+    if (m_nMetadataInterval <= 0) {
+        m_bIcy = false;
+        return;
+    }
+    const auto nInterval = static_cast<uint32_t>(m_nMetadataInterval);
+    // Audio that came with the header may already span whole intervals (with empty blocks between
+    // them): the next block is due after the rest of the current one.
+    while (nAudio > nInterval)
+        nAudio -= nInterval + 1;
+    m_pStripper = std::make_unique<CIcyStripper>(nInterval, nAudio, GetTitle());
+    m_Probe.resize(std::max<size_t>(m_Probe.size(), kMaxBlock));
 }
 
 uint32_t CBackgroundReaderThread::ChooseReadSize()
@@ -162,34 +161,17 @@ uint32_t CBackgroundReaderThread::ExamineStreamHeader()
     uint32_t nAudio = 0;
     if (name.empty()) {
         // The station's header did not come as the child's information: it leads the stream.
-        m_Block.assign(CIcyMetadata::kHeaderProbe, 0);
-        const uint32_t nRead = ReadFully(m_Block.data(), CIcyMetadata::kHeaderProbe);
-        const CIcyMetadata::CStreamHeader header = CIcyMetadata::ParseStreamHeader(m_Block.data(), nRead);
+        m_Probe.assign(CIcyMetadata::kHeaderProbe, 0);
+        const uint32_t nRead = ReadFully(m_Probe.data(), CIcyMetadata::kHeaderProbe);
+        const CIcyMetadata::CStreamHeader header = CIcyMetadata::ParseStreamHeader(m_Probe.data(), nRead);
         SetTitle(header.m_Title);
         intervalText = header.m_IntervalText;
         const uint32_t nSkip = std::min(static_cast<uint32_t>(header.m_nHeaderLength), nRead);
-        PutIntoBuffer(m_Block.data() + nSkip, nRead - nSkip);
+        PutIntoBuffer(m_Probe.data() + nSkip, nRead - nSkip);
         nAudio = nRead - nSkip;
     }
     m_nMetadataInterval = CIcyMetadata::ParseInterval(intervalText);
     return nAudio;
-}
-
-uint32_t CBackgroundReaderThread::ReadMetadataBlock()
-{
-    if (m_nMetadataInterval <= 0)
-        return 0;
-    unsigned char nBlocks = 0;
-    const uint32_t nLengthRead = ReadFully(&nBlocks, 1);
-    const uint32_t nLength = nBlocks * 16u;
-    if (nLengthRead == 0 || nLength < 1)
-        return nLengthRead;
-    m_Block.resize(kMaxBlock);
-    const uint32_t nRead = ReadFully(m_Block.data(), nLength);
-    std::string title = GetTitle();
-    if (CIcyMetadata::ApplyBlock(m_Block.data(), nRead, title))
-        SetTitle(title);
-    return nRead + 1;
 }
 
 uint32_t CBackgroundReaderThread::ReadFully(unsigned char* pBuffer, uint32_t nCount)
@@ -214,35 +196,84 @@ uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
         if (!pTarget)
             return 0;
     }
-    uint32_t nRead = Child()->Read(pTarget, nSize);
-    m_bEndOfData.store(nRead == 0, std::memory_order_release);
-    if (nRead == 0)
+    CChildRead read = ReadFromChild(pTarget, nSize);
+    m_bEndOfData.store(read.nBytes == 0, std::memory_order_release);
+    if (read.nBytes == 0)
         WakeReaderIfServed();  // a reader that does not wait at the end returns now
-    const bool bRetried = nRead > 0 || m_pOwner->GetRetryTime() <= 0 || RetryEmptyRead(nRead, pTarget, nSize);
+    const bool bRetried = read.nBytes > 0 || m_pOwner->GetRetryTime() <= 0 || RetryEmptyRead(read, pTarget, nSize);
     if (m_bInPlace) {
-        m_Buffer.CommitWrite(nRead);
-        m_nWritePosition.fetch_add(nRead, std::memory_order_acq_rel);
+        m_Buffer.CommitWrite(read.nAudio);
+        m_nWritePosition.fetch_add(read.nAudio, std::memory_order_acq_rel);
         WakeReaderIfServed();
-    } else if (bRetried && !PutIntoBuffer(pTarget, nRead)) {
+    } else if (bRetried && !PutIntoBuffer(pTarget, read.nAudio)) {
         return 0;
     }
     if (!bRetried)
         return 0;
-    if (nRead < nSize)
+    if (read.bShort && !IsChildAtKnownEnd())
         SleepMilliseconds(kShortChunkPauseMilliseconds);
-    return nRead;
+    return read.nBytes;
+}
+
+CBackgroundReaderThread::CChildRead CBackgroundReaderThread::ReadFromChild(unsigned char* pTarget, uint32_t nSize)
+{
+    if (m_pStripper && m_bInPlace)
+        return ReadAroundMetadata(pTarget, nSize);
+    CChildRead read;
+    read.nBytes = Child()->Read(pTarget, nSize);
+    read.nAudio = StripMetadata(pTarget, read.nBytes);
+    read.bShort = read.nBytes < nSize;
+    return read;
+}
+
+// The audio goes straight to its place run by run, each read ending with the length byte after
+// its run, and the blocks go to scratch space: nothing is moved afterwards, and the whole space
+// is committed at once.
+CBackgroundReaderThread::CChildRead CBackgroundReaderThread::ReadAroundMetadata(unsigned char* pTarget, uint32_t nSize)
+{
+    CChildRead read;
+    while (read.nAudio < nSize && !read.bShort && !IsStopRequested()) {
+        const bool bAudio = m_pStripper->IsInAudio();
+        unsigned char* pInto = bAudio ? pTarget + read.nAudio : m_Probe.data();
+        const uint32_t nPart = m_pStripper->BytesToPartEnd();
+        const uint32_t nWanted = bAudio ? std::min(nPart + 1, nSize - read.nAudio) : nPart;
+        const uint32_t nRead = Child()->Read(pInto, nWanted);
+        read.nBytes += nRead;
+        read.nAudio += StripMetadata(pInto, nRead);
+        read.bShort = nRead < nWanted;
+    }
+    return read;
+}
+
+uint32_t CBackgroundReaderThread::StripMetadata(unsigned char* pBytes, uint32_t nCount)
+{
+    if (!m_pStripper)
+        return nCount;
+    const uint32_t nAudio = m_pStripper->Strip(pBytes, nCount);
+    std::string title;
+    if (m_pStripper->TakeNewTitle(title))
+        SetTitle(title);
+    return nAudio;
+}
+
+// A short read that reached a known length is the end, not a trickle worth pausing for: the next
+// read says so at once.
+bool CBackgroundReaderThread::IsChildAtKnownEnd() const
+{
+    VReader* pChild = Child();
+    return !pChild->IsLengthUnknown() && pChild->GetPosition() >= pChild->GetLength();
 }
 
 // False when a stop came while waiting.
-bool CBackgroundReaderThread::RetryEmptyRead(uint32_t& nRead, unsigned char* pTarget, uint32_t nSize)
+bool CBackgroundReaderThread::RetryEmptyRead(CChildRead& read, unsigned char* pTarget, uint32_t nSize)
 {
     const int64_t nStart = PerformanceCounter();
-    while (nRead == 0 && MillisecondsSince(nStart) < m_pOwner->GetRetryTime()) {
+    while (read.nBytes == 0 && MillisecondsSince(nStart) < m_pOwner->GetRetryTime()) {
         WaitForStopOrExit(kRetryWaitMilliseconds);
         if (IsStopRequested())
             return false;
-        nRead = Child()->Read(pTarget, nSize);
-        if (nRead != 0)
+        read = ReadFromChild(pTarget, nSize);
+        if (read.nBytes != 0)
             m_bEndOfData.store(false, std::memory_order_release);
     }
     return true;

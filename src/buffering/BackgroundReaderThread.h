@@ -9,11 +9,13 @@
 #pragma once
 
 #include "buffering/CircleBuffer.h"
+#include "buffering/IcyStripper.h"
 #include "core/Thread.h"
 #include "platform/Thread.h"
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -59,13 +61,25 @@ private:
     // The first examination: the station header from the child's information or the stream's
     // head. Answers the audio bytes it has already put into the buffer.
     uint32_t ExamineStreamHeader();
-    uint32_t ReadStreamHeaderFromStream();
-    // Later examinations: one metadata block. Answers the bytes it took from the child.
-    uint32_t ReadMetadataBlock();
+    // Examines the header and, when it names an interval, sets up the stripping of the blocks.
+    void StartStripping();
     uint32_t ReadChunk(uint32_t nSize);
+    // What one chunk took from the child: its bytes, the audio among them, and whether the child
+    // gave fewer than it was asked for.
+    struct CChildRead {
+        uint32_t nBytes = 0;
+        uint32_t nAudio = 0;
+        bool bShort = false;
+    };
+    // Up to nSize bytes of audio into pTarget.
+    CChildRead ReadFromChild(unsigned char* pTarget, uint32_t nSize);
+    CChildRead ReadAroundMetadata(unsigned char* pTarget, uint32_t nSize);
+    // Takes the metadata out of bytes just read and notes a new title; answers the audio left.
+    uint32_t StripMetadata(unsigned char* pBytes, uint32_t nCount);
+    bool IsChildAtKnownEnd() const;
     // Reads until nCount bytes came or the child has none.
     uint32_t ReadFully(unsigned char* pBuffer, uint32_t nCount);
-    bool RetryEmptyRead(uint32_t& nRead, unsigned char* pTarget, uint32_t nSize);
+    bool RetryEmptyRead(CChildRead& read, unsigned char* pTarget, uint32_t nSize);
     uint32_t WaitForRoom(uint32_t nWanted);
     // Blocks while the buffer is full; false when a stop came first.
     bool PutIntoBuffer(const unsigned char* pBytes, uint32_t nCount);
@@ -97,5 +111,6 @@ private:
     std::atomic<uint32_t> m_nWriterNeeds{0};  // room a waiting writer needs; 0: none waits
     // Scratch space of the body, kept here so that a body killed in a child's read leaks nothing.
     std::vector<unsigned char> m_Chunk;
-    std::vector<unsigned char> m_Block;
+    std::vector<unsigned char> m_Probe;
+    std::unique_ptr<CIcyStripper> m_pStripper;
 };

@@ -306,18 +306,22 @@ TEST(BufferedReaderTest, IcyBlocksAreStrippedAndEveryTitleFollows)
     const CRadio radio = Interleave(audio, 1000, blocks);
     // The interval and name as the child's headers, or in a header at the head of the stream
     // (icy-name there wins over Song-Name, as it stands); whole reads, or short reads that cut
-    // the header and the blocks apart.
+    // the header and the blocks apart; a live station read part by part, or a recording read in
+    // large chunks with the blocks taken out around the audio.
     const std::string head =
         "ICY 200 OK\r\nSong-Name: A song\nicy-name: Inline radio\r\nArtist-Name:x\nicy-metaint:1000\r\n\r\n";
     const struct {
         uint32_t nMaxPerRead;
         bool bInline;
-    } kCases[] = {{0xFFFFFFFFu, false}, {61, false}, {300, true}};
+        bool bLive;
+    } kCases[] = {{0xFFFFFFFFu, false, true}, {61, false, true}, {300, true, true},
+                  {0xFFFFFFFFu, false, false}, {61, true, false}};
     for (const auto& test : kCases) {
-        SCOPED_TRACE(test.nMaxPerRead);
+        SCOPED_TRACE(std::to_string(test.nMaxPerRead) + (test.bInline ? " inline" : "") + (test.bLive ? " live" : ""));
         const int64_t nHead = test.bInline ? static_cast<int64_t>(head.size()) : 0;
         CBuffered reader((test.bInline ? head : "") + radio.stream, 65536, [&](CScriptedReader& child) {
-            child.SetLive();
+            if (test.bLive)
+                child.SetLive();
             child.SetMaxPerRead(test.nMaxPerRead);
             if (!test.bInline) {
                 child.SetInfo(u"icy-name", u"Station \u00FC");
