@@ -124,10 +124,8 @@ int32_t CBackgroundReaderThread::ReadAhead()
 void CBackgroundReaderThread::StartStripping()
 {
     uint32_t nAudio = ExamineStreamHeader();
-    if (m_nMetadataInterval <= 0) {
-        m_bIcy = false;
-        return;
-    }
+    if (m_nMetadataInterval <= 0)
+        return;  // no usable interval: every byte passes
     const auto nInterval = static_cast<uint32_t>(m_nMetadataInterval);
     // Audio that came with the header may already span whole intervals (with empty blocks between
     // them): the next block is due after the rest of the current one.

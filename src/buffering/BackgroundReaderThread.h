@@ -99,7 +99,7 @@ private:
     std::atomic<int64_t> m_nWritePosition{0};
     VBufferedReader* const m_pOwner;
     int32_t m_nMetadataInterval = -1;
-    bool m_bIcy;
+    const bool m_bIcy;  // asked for; stripping happens only once a usable interval is found
     bool m_bInPlace = false;  // the child reads straight into the buffer's free space
     CCircleBuffer m_Buffer;
     std::atomic<bool> m_bEndOfData{false};

@@ -3,7 +3,6 @@
 #include "core/DecimalText.h"
 #include "platform/SystemString.h"
 
-
 VReader::~VReader() = default;
 
 uint32_t VReader::GetType()

@@ -28,7 +28,7 @@ bool CFtpFile::Open()
     if (!m_pConnection->ClaimForFile())
         return FailInternet(INET_ERROR_FTP_TRANSFER_IN_PROGRESS);
     m_bClaimed = true;
-    if (!StartAt(0))
+    if (!RestartAt(0))
         return false;
     curl_off_t nLength = -1;
     curl_easy_getinfo(m_pConnection->Transfer().Easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &nLength);
@@ -36,7 +36,8 @@ bool CFtpFile::Open()
     return true;
 }
 
-bool CFtpFile::StartAt(int64_t nPosition)
+// Starts the transfer at nPosition: the first time from Open, again for a move of the file pointer.
+bool CFtpFile::RestartAt(int64_t nPosition)
 {
     CCurlTransfer& transfer = m_pConnection->Transfer();
     m_pConnection->PrepareTransfer(m_strPath, false);
@@ -55,11 +56,6 @@ bool CFtpFile::StartAt(int64_t nPosition)
         return transfer.BufferedBytes() != 0;
     };
     return m_pConnection->Conclude(transfer.Drive(isAgreed, m_pConnection->ControlLimit()));
-}
-
-bool CFtpFile::RestartAt(int64_t nPosition)
-{
-    return StartAt(nPosition);
 }
 
 void CFtpFile::AfterRead()

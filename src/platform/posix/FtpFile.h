@@ -28,8 +28,6 @@ protected:
     void AfterRead() override;
 
 private:
-    bool StartAt(int64_t nPosition);
-
     const std::shared_ptr<CInternetConnection> m_pConnection;
     const std::string m_strPath;
     const uint32_t m_nFlags;

@@ -9,7 +9,6 @@
 #include "platform/win32/InternetErrors.h"
 #include "platform/win32/Wide.h"
 
-
 namespace zu::platform {
 namespace {
 
