@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Stops every server that start.sh started for STATE_FOLDER, also after a start that failed half
-# way, and fails if any of their processes is still there afterwards.
+# way, and fails if any of their processes is still there afterwards. Then removes the servers'
+# private folder, keeping a copy of their logs in STATE_FOLDER/last-run.
 # Usage: stop.sh STATE_FOLDER
 set -uo pipefail
 state="${1:?usage: stop.sh STATE_FOLDER}"
@@ -103,8 +104,21 @@ if [ ${#processes[@]} -gt 0 ]; then
 fi
 
 rm -f "$pids"/*.pid "$state/ports.env"
+work=""
+[ -s "$state/work" ] && work="$(cat "$state/work")"
+# Only a folder that start.sh made is removed.
+case "$work" in
+  /tmp/zureader-servers.*) [ -e "$work/.zureader-servers" ] || work="" ;;
+  *) work="" ;;
+esac
+[ -n "$work" ] || exit 0
 # A squid that had to be killed leaves its shared-memory segments behind.
-if [ -s "$state/squid/service" ]; then
-  rm -f /dev/shm/"$(cat "$state/squid/service")"-*.shm
+if [ -s "$work/squid/service" ]; then
+  rm -f /dev/shm/"$(cat "$work/squid/service")"-*.shm
 fi
+rm -rf "$state/last-run"
+mkdir -p "$state/last-run"
+(cd "$work" && find . \( -name '*.log' -o -name '*.out' -o -name '*.jsonl' \) -type f \
+  -exec cp --parents {} "$state/last-run/" \; ) 2>/dev/null || true
+rm -rf "$work" "$state/work"
 exit 0
