@@ -14,7 +14,9 @@ bool IsTerminal(int nStream);
 // Columns of the terminal on standard error, 80 when unknown.
 int TerminalColumns();
 void SetBinaryMode(std::FILE* pStream);
-// Reads one line from the terminal, without echo when bSecret is set.
-std::u16string ReadTerminalLine(bool bSecret);
+// Reads one line from the terminal, without echo when bSecret is set. False when the input ends
+// first or the user interrupts; the terminal is left as it was found in every case, and an
+// interrupt then goes on to whatever the program does with it (by default, the program ends).
+bool ReadTerminalLine(bool bSecret, std::u16string& line);
 
 }  // namespace zu::platform

@@ -62,13 +62,21 @@ struct CDecorators {
         return pReader;
     }
 
-    // The bytes the copy will give, -1 when it cannot tell.
+    // The bytes the source announced from where the copy starts, within the cut; -1 when it cannot
+    // tell (a loop, a source of unknown length).
+    int64_t AnnouncedBytes(VReader& reader) const
+    {
+        if (bLoop || reader.IsLengthUnknown())
+            return -1;
+        const int64_t nLeft = std::max<int64_t>(reader.GetLength() - std::max<int64_t>(reader.GetPosition(), 0), 0);
+        return bTruncate ? std::min(nLeft, nLimit) : nLeft;
+    }
+
+    // What the progress bar counts towards: the announced bytes, or failing that the cut.
     int64_t ExpectedBytes(VReader& reader) const
     {
-        int64_t nTotal = bLoop || reader.IsLengthUnknown() ? -1 : reader.GetLength();
-        if (bTruncate && (nTotal < 0 || nTotal > nLimit))
-            nTotal = nLimit;
-        return nTotal;
+        const int64_t nAnnounced = AnnouncedBytes(reader);
+        return nAnnounced < 0 && bTruncate ? nLimit : nAnnounced;
     }
 };
 
@@ -109,39 +117,49 @@ int RunCat(const CArguments& arguments)
     CDecorators decorators;
     std::string error;
     if (!ParseDecorators(line, decorators, error))
-        return Fail(error + " (see zureader cat --help)");
+        return Fail(EExit::USAGE, error + " (see zureader cat --help)");
 
     const std::u16string location = line.Positional()[0];
     const std::u16string output = COutputSink::PathFrom(line);
 
+    COpenFailure failure;
     CReaderPtr pReader =
-        setup.Open(location, error, [&](CReaderPtr pSource) { return decorators.Wrap(std::move(pSource)); });
+        setup.Open(location, failure, [&](CReaderPtr pSource) { return decorators.Wrap(std::move(pSource)); });
     if (!pReader)
-        return Fail(error);
+        return Fail(failure.nStatus, failure.message);
     if (decorators.pLoop && !StartLoop(*pReader, *decorators.pLoop))
-        return Fail("cannot loop " + ToUtf8(location) + ": its length is unknown (a live stream?)");
+        return Fail(EExit::FAILED, "cannot loop " + ToUtf8(location) + ": its length is unknown (a live stream?)");
 
     COutputSink sink;
     if (!sink.Open(output))
-        return Fail("cannot create " + ToUtf8(output));
+        return Fail(EExit::WRITE_FAILED, "cannot create " + ToUtf8(output));
 
     const bool bWatched = zu::platform::IsTerminal(2) && (!output.empty() || !zu::platform::IsTerminal(1));
+    const int64_t nAnnounced = decorators.AnnouncedBytes(*pReader);
     CProgress progress(bWatched, decorators.ExpectedBytes(*pReader));
     // The cut reader limits each read, not the sum: the count of what is left is ours to keep.
     int64_t nLeft = decorators.bTruncate ? decorators.nLimit : INT64_MAX;
+    int64_t nCopied = 0;
     std::vector<unsigned char> buffer(kChunk);
     while (nLeft > 0) {
         const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
         if (nRead == 0)
             break;
         if (!sink.Write(buffer.data(), nRead))
-            return Fail("cannot write " + sink.Name());
+            return Fail(EExit::WRITE_FAILED, "cannot write " + sink.Name());
         nLeft -= nRead;
+        nCopied += nRead;
         progress.Advance(nRead);
     }
     progress.Finish();
     pReader->Close();
-    return sink.Finish() ? 0 : Fail("cannot finish writing " + sink.Name());
+    if (!sink.Finish())
+        return Fail(EExit::WRITE_FAILED, "cannot finish writing " + sink.Name());
+    // A reader ends a body that stops early as it ends a whole one: only the count tells.
+    if (nCopied < nAnnounced && setup.ExpectsBody())
+        return Fail(EExit::CUT_SHORT, "the transfer of " + ToUtf8(location) + " was cut short: " +
+                                          std::to_string(nCopied) + " of " + std::to_string(nAnnounced) + " bytes");
+    return 0;
 }
 
 }  // namespace zucli

@@ -31,7 +31,7 @@ int RunDemo(const CArguments& arguments)
     CReaderPtr pWriter(GetLocalReader(Z(path)));
     const uint32_t nSample = sizeof(kSample) - 1;
     if (!pWriter || !pWriter->Create() || pWriter->Write(kSample, nSample) != nSample)
-        return Fail("cannot write " + ToUtf8(path));
+        return Fail(EExit::WRITE_FAILED, "cannot write " + ToUtf8(path));
     pWriter->Close();
 
     CReaderPtr pReader(GetLocalReader(Z(path)));
@@ -40,14 +40,14 @@ int RunDemo(const CArguments& arguments)
     // A seek made before Open is applied when the file opens.
     pReader->SetPosition(7, ZU_SEEK_BEGIN);
     if (!pReader->Open())
-        return Fail("cannot open " + ToUtf8(path));
+        return Fail(EExit::FAILED, "cannot open " + ToUtf8(path));
     std::string text = "wrote " + std::to_string(pReader->GetLength()) + " bytes to " + ToUtf8(path) +
                        "; read back from byte " + std::to_string(pReader->GetPosition()) + ":\n";
     std::string body(nSample, '\0');
     body.resize(pReader->Read(body.data(), nSample));
     pReader->Close();
     PrintText(text + body);
-    return body == std::string(kSample + 7) ? 0 : Fail("the sample did not read back whole");
+    return body == std::string(kSample + 7) ? 0 : Fail(EExit::FAILED, "the sample did not read back whole");
 }
 
 }  // namespace zucli

@@ -67,10 +67,10 @@ int RunInfo(const CArguments& arguments)
         return nStatus;
 
     const std::u16string location = line.Positional()[0];
-    std::string failure;
+    COpenFailure failure;
     CReaderPtr pReader = setup.Open(location, failure);
     if (!pReader)
-        return Fail(failure);
+        return Fail(failure.nStatus, failure.message);
 
     const uint32_t nType = pReader->GetType();
     std::string text = Line("Location", ToUtf8(location));
@@ -86,7 +86,7 @@ int RunInfo(const CArguments& arguments)
     for (const std::u16string& name : line.Values(u"--prop"))
         text += Property(*pReader, name);
     pReader->Close();
-    PrintText(text);
+    PrintText(WithoutPasswords(text));
     return 0;
 }
 

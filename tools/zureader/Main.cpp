@@ -22,7 +22,19 @@ const char kHelp[] =
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "\n"
     "cat, radio and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
-    "zureader COMMAND --help tells more.\n";
+    "zureader COMMAND --help tells more.\n"
+    "\n"
+    "exit status:\n"
+    "   0  success\n"
+    "   1  another failure (a local file that cannot be opened, a certificate or protocol error)\n"
+    "   2  a bad command line\n"
+    "   3  a URL of a scheme the library does not know, or one it cannot parse\n"
+    "   6  the host's name could not be resolved\n"
+    "   7  no connection to the host (refused or unreachable)\n"
+    "  18  the transfer ended short of the length the source announced\n"
+    "  22  the server answered with an error status (HTTP, or an FTP reply)\n"
+    "  23  the output could not be created or written\n"
+    "  28  the source did not answer within the time-out\n";
 
 // Pairs the library's start-up and tear-down around the command.
 class CLibraryScope {
@@ -39,7 +51,7 @@ int main(int argc, char** argv)
     const std::vector<std::u16string> arguments = zu::platform::CommandLineArguments(argc, argv);
     if (arguments.size() < 2 || arguments[1] == u"--help" || arguments[1] == u"-h") {
         PrintText(kHelp);
-        return arguments.size() < 2 ? 2 : 0;
+        return static_cast<int>(arguments.size() < 2 ? EExit::USAGE : EExit::OK);
     }
     const CArguments rest(arguments.begin() + 2, arguments.end());
     CLibraryScope library;
@@ -52,5 +64,5 @@ int main(int argc, char** argv)
         return RunRadio(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
-    return Fail("unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");
+    return Fail(EExit::USAGE, "unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");
 }

@@ -146,8 +146,8 @@ int RunRadio(const CArguments& arguments)
         return nStatus;
     uint64_t nSeconds = 0;
     if (!ParseSeconds(line, nSeconds))
-        return Fail("--seconds takes a whole number of seconds above 0, not " + ToUtf8(line.Value(kSeconds)) +
-                    " (see zureader radio --help)");
+        return Fail(EExit::USAGE, "--seconds takes a whole number of seconds above 0, not " +
+                                      ToUtf8(line.Value(kSeconds)) + " (see zureader radio --help)");
 
     const std::u16string output = COutputSink::PathFrom(line);
 
@@ -155,7 +155,7 @@ int RunRadio(const CArguments& arguments)
     // during the play.
     const CInterruptWatch interrupt;
     VBufferedReader* pRadio = nullptr;
-    std::string failure;
+    COpenFailure failure;
     CReaderPtr pReader = setup.Open(line.Positional()[0], failure, [&](CReaderPtr pSource) {
         CReaderPtr pReadAhead = MakeReadAhead(std::move(pSource));
         pRadio = static_cast<VBufferedReader*>(pReadAhead.get());
@@ -164,19 +164,19 @@ int RunRadio(const CArguments& arguments)
         return pReadAhead;
     });
     if (!pReader)
-        return Fail(failure);
+        return Fail(failure.nStatus, failure.message);
     const CClock::time_point start = CClock::now();
 
     COutputSink sink;
     if (!sink.Open(output))
-        return Fail("cannot create " + ToUtf8(output));
+        return Fail(EExit::WRITE_FAILED, "cannot create " + ToUtf8(output));
     CTitleLog titles(sink.IsStandardOutput() ? stderr : stdout, start);
     CRadioPlayer player(*pRadio, sink, titles);
     const bool bPlayed = player.Play(line.Has(kSeconds), start + std::chrono::seconds(nSeconds), interrupt);
     pReader->Close();
     if (!bPlayed)
-        return Fail("cannot write " + sink.Name());
-    return sink.Finish() ? 0 : Fail("cannot finish writing " + sink.Name());
+        return Fail(EExit::WRITE_FAILED, "cannot write " + sink.Name());
+    return sink.Finish() ? 0 : Fail(EExit::WRITE_FAILED, "cannot finish writing " + sink.Name());
 }
 
 }  // namespace zucli

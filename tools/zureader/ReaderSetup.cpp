@@ -2,12 +2,17 @@
 
 #include "Commands.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <initializer_list>
+
 namespace zucli {
 namespace {
 
 constexpr char16_t kOption[] = u"--option";
 constexpr char16_t kTimeout[] = u"--timeout";
 constexpr char16_t kData[] = u"--data";
+constexpr char16_t kVerb[] = u"HTTPREQUEST_TYPE";
 
 // Servers' texts (and the system's messages on Windows) may end in a line break; the failure must
 // stay on one line.
@@ -21,15 +26,41 @@ std::string OneLine(const std::string& text)
     return line;
 }
 
-std::string DescribeFailure(VReader& reader, const std::u16string& location)
+// The Internet reader reports its own failures beside a server's status: a time-out as 408 with
+// its own text, a failed transfer as -1 (-2 without any network) with the system's text for the
+// error, which names the kind. The texts differ between the builds (and Wine's between its own
+// and Windows'), so each kind is known by the words its texts share.
+EExit StatusOfFailure(int32_t nCode, const std::string& text)
 {
-    std::string failure = "cannot open " + ToUtf8(location);
+    const auto says = [&text](std::initializer_list<const char*> parts) {
+        return std::any_of(parts.begin(), parts.end(),
+                           [&text](const char* pszPart) { return text.find(pszPart) != std::string::npos; });
+    };
+    if ((nCode == 408 && text == "The request has timed out.") || (nCode < 0 && says({"timed out"})))
+        return EExit::TIMED_OUT;
+    if (nCode >= 100)
+        return EExit::SERVER_ERROR;
+    if (says({"URL is invalid", "not use a recognized protocol", "scheme could not be recognized"}))
+        return EExit::BAD_URL;
+    if (says({"could not be resolved"}))
+        return EExit::NOT_RESOLVED;
+    if (says({"connection with the server could not be established", "attempt to connect to the server failed"}))
+        return EExit::NO_CONNECTION;
+    return EExit::FAILED;
+}
+
+COpenFailure DescribeFailure(VReader& reader, const std::u16string& location)
+{
+    COpenFailure failure{EExit::FAILED, "cannot open " + ToUtf8(location)};
     if (reader.GetType() != ZU_READER_INTERNET)
         return failure;
     const std::string code = ToUtf8(TakeInfo(reader.GetInfo(Z(u"StatusCode"))));
     const std::string text = OneLine(ToUtf8(TakeInfo(reader.GetInfo(Z(u"StatusText")))));
-    failure += ": status " + code;
-    return text.empty() ? failure : failure + " (" + text + ")";
+    failure.nStatus = StatusOfFailure(std::atoi(code.c_str()), text);
+    failure.message += ": status " + code;
+    if (!text.empty())
+        failure.message += " (" + text + ")";
+    return failure;
 }
 
 const char kSetupHelp[] =
@@ -37,7 +68,8 @@ const char kSetupHelp[] =
     "  --option KEY=VALUE  set a reader option before opening (repeatable), for example\n"
     "                      RANGE_START=100, RANGE_FINISH=199, USER_AGENT=..., NO_REDIRECT=1,\n"
     "                      AUTH_USERNAME=..., AUTH_PASSWORD=..., HTTPREQUEST_TYPE=HEAD\n"
-    "  --timeout MS        give up opening a network source after MS milliseconds\n"
+    "  --timeout MS        give up opening a network source after MS milliseconds (0: wait\n"
+    "                      as long as it takes)\n"
     "  --data TEXT         send TEXT (as UTF-8) as the request body; the request becomes a\n"
     "                      POST unless --option HTTPREQUEST_TYPE=... names another verb\n"
     "\n"
@@ -62,7 +94,7 @@ bool CReaderSetup::Prepare(const CCommandLine& line, const char* pszCommand, con
         return false;
     if (Parse(line))
         return true;
-    nStatus = Fail(m_strError + " (see zureader " + pszCommand + " --help)");
+    nStatus = Fail(EExit::USAGE, m_strError + " (see zureader " + pszCommand + " --help)");
     return false;
 }
 
@@ -82,7 +114,8 @@ bool CReaderSetup::Parse(const CCommandLine& line)
         m_strError = "--timeout takes a number of milliseconds, not " + ToUtf8(line.Value(kTimeout));
         return false;
     }
-    m_nTimeout = static_cast<uint32_t>(nTimeout);
+    // The reader takes the largest time-out as no limit at all.
+    m_nTimeout = nTimeout == 0 ? UINT32_MAX : static_cast<uint32_t>(nTimeout);
     m_bData = line.Has(kData);
     m_Data = ToUtf8(line.Value(kData));
     return true;
@@ -98,18 +131,38 @@ void CReaderSetup::Apply(VReader& reader) const
     if (!m_bData)
         return;
     reader.SetPostData(m_Data.data(), static_cast<uint32_t>(m_Data.size()));
-    bool bVerbGiven = false;
-    for (const auto& option : m_Options)
-        bVerbGiven = bVerbGiven || option.first == u"HTTPREQUEST_TYPE";
-    if (!bVerbGiven)
-        reader.SetOption(Z(u"HTTPREQUEST_TYPE"), Z(u"POST"));
+    if (!Option(kVerb))
+        reader.SetOption(Z(kVerb), Z(u"POST"));
 }
 
-CReaderPtr CReaderSetup::Open(const std::u16string& location, std::string& failure, const CDecorate& decorate) const
+// The last value given for key, which is the one the reader keeps; null when none was given.
+const std::u16string* CReaderSetup::Option(const std::u16string& key) const
+{
+    const std::u16string* pValue = nullptr;
+    for (const auto& option : m_Options) {
+        if (option.first == key)
+            pValue = &option.second;
+    }
+    return pValue;
+}
+
+bool CReaderSetup::ExpectsBody() const
+{
+    const std::u16string* pVerb = Option(kVerb);
+    if (!pVerb)
+        return true;
+    std::u16string verb = *pVerb;
+    std::transform(verb.begin(), verb.end(), verb.begin(),
+                   [](char16_t c) { return static_cast<char16_t>(c >= u'a' && c <= u'z' ? c - 32 : c); });
+    return verb != u"HEAD";
+}
+
+CReaderPtr CReaderSetup::Open(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate) const
 {
     CReaderPtr pSource = MakeReader(location);
     if (!pSource) {
-        failure = "cannot open " + ToUtf8(location) + ": not a file name or a URL the library can parse";
+        failure = {EExit::BAD_URL,
+                   "cannot open " + ToUtf8(location) + ": not a file name or a URL the library can parse"};
         return nullptr;
     }
     Apply(*pSource);
@@ -118,7 +171,7 @@ CReaderPtr CReaderSetup::Open(const std::u16string& location, std::string& failu
     VReader& source = *pSource;
     CReaderPtr pReader = decorate ? decorate(std::move(pSource)) : std::move(pSource);
     if (!pReader) {
-        failure = "cannot open " + ToUtf8(location) + ": out of memory";
+        failure = {EExit::FAILED, "cannot open " + ToUtf8(location) + ": out of memory"};
         return nullptr;
     }
     if (pReader->Open())

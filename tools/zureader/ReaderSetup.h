@@ -3,6 +3,7 @@
 #pragma once
 
 #include "CommandLine.h"
+#include "Commands.h"
 #include "ReaderPtr.h"
 
 #include <cstdint>
@@ -13,6 +14,12 @@
 #include <vector>
 
 namespace zucli {
+
+// Why a source did not open: the exit status that tells the kind, and one line for the user.
+struct COpenFailure {
+    EExit nStatus = EExit::FAILED;
+    std::string message;
+};
 
 class CReaderSetup {
 public:
@@ -31,14 +38,17 @@ public:
     using CDecorate = std::function<CReaderPtr(CReaderPtr pSource)>;
 
     // Makes the reader for location, configures it, lets decorate wrap it and opens the result. On
-    // failure the reader is null and failure holds what went wrong in one line (an Internet
-    // reader's status code and text). The request body lives in this object: it must outlive the
-    // reader.
-    CReaderPtr Open(const std::u16string& location, std::string& failure, const CDecorate& decorate = nullptr) const;
+    // failure the reader is null and failure holds what went wrong (an Internet reader's status
+    // code and text). The request body lives in this object: it must outlive the reader.
+    CReaderPtr Open(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate = nullptr) const;
+
+    // False when the request asks for no body (HEAD), whatever length the answer announces.
+    bool ExpectsBody() const;
 
 private:
     bool Parse(const CCommandLine& line);
     void Apply(VReader& reader) const;
+    const std::u16string* Option(const std::u16string& key) const;
 
     std::vector<std::pair<std::u16string, std::u16string>> m_Options;
     bool m_bTimeout = false;

@@ -54,11 +54,12 @@ ZUBOOL CTerminalPrompt::PromptCredentials(void*, const ZUCHAR* pszSite, const ZU
     std::lock_guard<std::mutex> lock(g_TerminalLock);
     const std::u16string site = pszSite ? reinterpret_cast<const char16_t*>(pszSite) : u"";
     Ask("User for " + ToUtf8(site) + ": ");
-    const std::u16string user = zu::platform::ReadTerminalLine(false);
-    if (user.empty())
+    std::u16string user, password;
+    if (!zu::platform::ReadTerminalLine(false, user) || user.empty())
         return 0;
     Ask("Password: ");
-    const std::u16string password = zu::platform::ReadTerminalLine(true);
+    if (!zu::platform::ReadTerminalLine(true, password))
+        return 0;
     return CopyAnswer(user, pszUser, nUserCapacity) && CopyAnswer(password, pszPassword, nPasswordCapacity) ? 1 : 0;
 }
 
