@@ -69,7 +69,8 @@ bool JsonString(const std::string& text, size_t& nAt, std::string& out)
 }
 
 // A record line has one shape, {"method":"GET","path":"/x","headers":[["Name","value"],...],
-// "body_length":0}, so its strings in order are the keys and values, and the number ends it.
+// "raw_head":"...","body_length":0}, so its strings in order are the keys and values, and the
+// number ends it.
 bool ParseRecordedRequest(const std::string& line, CRecordedRequest& request)
 {
     std::vector<std::string> strings;
@@ -83,13 +84,15 @@ bool ParseRecordedRequest(const std::string& line, CRecordedRequest& request)
             break;
     }
     const size_t nCount = strings.size();
-    if (nAt == std::string::npos || nAt + 1 != line.size() || nCount < 6 || nCount % 2 != 0 ||
-        strings[0] != "method" || strings[2] != "path" || strings[4] != "headers" || strings.back() != "body_length")
+    if (nAt == std::string::npos || nAt + 1 != line.size() || nCount < 8 || nCount % 2 != 0 ||
+        strings[0] != "method" || strings[2] != "path" || strings[4] != "headers" ||
+        strings[nCount - 3] != "raw_head" || strings.back() != "body_length")
         return false;
     request.m_strMethod = strings[1];
     request.m_strPath = strings[3];
-    for (size_t i = 5; i + 2 < nCount; i += 2)
+    for (size_t i = 5; i + 4 < nCount; i += 2)
         request.m_Headers.emplace_back(strings[i], strings[i + 1]);
+    request.m_strRawHead = strings[nCount - 2];
     request.m_nBodyLength = std::strtoll(line.c_str() + line.rfind(':') + 1, nullptr, 10);
     return true;
 }

@@ -32,6 +32,7 @@ struct CRecordedRequest {
     std::string m_strMethod;
     std::string m_strPath;  // the request target, query included
     std::vector<std::pair<std::string, std::string>> m_Headers;
+    std::string m_strRawHead;  // the request line and header lines as received, line breaks and all
     int64_t m_nBodyLength = 0;
 
     // Every value of the header NAME (any case), in the order received.

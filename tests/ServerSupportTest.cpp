@@ -15,15 +15,17 @@ TEST(ServerSupport, ParsesTheRequestRecord)
 {
     const auto requests = ParseRecordedRequests(
         R"({"method":"POST","path":"/echo?t=1","headers":[["Host","127.0.0.1:1"],["X-Repeat","one"],)"
-        R"(["x-repeat","two"],["User-Agent","caf\u00e9 \"q\" \\ \/\n"]],"body_length":12})"
+        R"(["x-repeat","two"],["User-Agent","caf\u00e9 \"q\" \\ \/\n"]],"raw_head":"POST /echo?t=1 HTTP/1.1\r\n\r\n",)"
+        R"("body_length":12})"
         "\r\n"
-        R"({"method":"GET","path":"/x","headers":[["A","\u20ac"]],"body_length":0})"
+        R"({"method":"GET","path":"/x","headers":[["A","\u20ac"]],"raw_head":"","body_length":0})"
         "\n"
         R"({"method":"GET","path":)");
     ASSERT_EQ(requests.size(), 1u);
     EXPECT_EQ(requests[0].m_strMethod, "POST");
     EXPECT_EQ(requests[0].m_strPath, "/echo?t=1");
     EXPECT_EQ(requests[0].m_nBodyLength, 12);
+    EXPECT_EQ(requests[0].m_strRawHead, "POST /echo?t=1 HTTP/1.1\r\n\r\n");
     EXPECT_EQ(requests[0].HeaderValues("X-REPEAT"), (std::vector<std::string>{"one", "two"}));
     EXPECT_EQ(requests[0].Header("user-agent"), "caf\xE9 \"q\" \\ /\n");
     EXPECT_EQ(requests[0].Header("Cookie"), "");

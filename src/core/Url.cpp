@@ -2,6 +2,8 @@
 
 #include "platform/UrlCracker.h"
 
+#include <algorithm>
+
 CUrl::CUrl(const std::u16string& url)
 {
     Parse(url);
@@ -91,4 +93,21 @@ std::u16string CUrl::Rebuild() const
     }
     url += m_strPath + m_strExtra;
     return url;
+}
+
+std::u16string CUrl::WithoutPassword(const std::u16string& url)
+{
+    const size_t schemeEnd = url.find(u"://");
+    if (schemeEnd == std::u16string::npos)
+        return url;
+    const size_t authorityStart = schemeEnd + 3;
+    const size_t authorityEnd = std::min(url.find_first_of(u"/?#", authorityStart), url.size());
+    // The last "@" ends the user information: a password may hold an "@" of its own.
+    const size_t at = url.rfind(u'@', authorityEnd - 1);
+    if (at == std::u16string::npos || at < authorityStart)
+        return url;
+    const size_t colon = url.find(u':', authorityStart);
+    if (colon == std::u16string::npos || colon > at)
+        return url;
+    return url.substr(0, colon + 1) + u"***" + url.substr(at);
 }

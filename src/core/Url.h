@@ -45,6 +45,10 @@ public:
     // scheme://[user:password@]host[:port]path extra, the port only when it is not 0.
     std::u16string Rebuild() const;
 
+    // The URL text as it may be shown or logged: a password in it reads "***". Works on the text
+    // itself, so a URL the parser refuses is still shown without its secret.
+    static std::u16string WithoutPassword(const std::u16string& url);
+
 private:
     void Clear();
     void SplitExtra();

@@ -6,6 +6,7 @@
 #include "host/HostCallbacks.h"
 #include "core/DecimalText.h"
 #include "net/RedirectTarget.h"
+#include "net/RequestText.h"
 #include "net/ResponseHeaders.h"
 #include "net/StoredCredentials.h"
 #include "platform/SharedSection.h"
@@ -13,6 +14,7 @@
 #include "platform/System.h"
 #include "platform/Text.h"
 #include "platform/Thread.h"
+#include "platform/UrlCracker.h"
 
 #include <algorithm>
 
@@ -23,11 +25,6 @@ using namespace zu::platform;
 const char16_t* const CInternetReader::kFlashVideoHost = u"youtube.com";
 
 namespace {
-
-// The system's URL scheme numbers.
-constexpr uint32_t kSchemeFtp = 1;
-constexpr uint32_t kSchemeHttp = 3;
-constexpr uint32_t kSchemeHttps = 4;
 
 constexpr uint32_t kDefaultTimeoutMs = 10000;
 constexpr uint32_t kMaxConnectionsPerServer = 65535;
@@ -50,6 +47,9 @@ constexpr size_t kCookieSectionBytes = 1028;
 constexpr size_t kCookieOffset = 4;
 
 constexpr size_t kFtpReplyCharacters = 1024;
+// How often a client waiting on the worker looks again while the host's prompt is up.
+constexpr uint32_t kPromptPollMs = 20;
+constexpr uint32_t kWaitTimedOut = 258;
 constexpr size_t kBase64LineLength = 64;
 const char16_t kIntegrityHeader[] = u"X-MusicNet-IntegrityCheck:";
 // The value starts after the header's name and the blank that follows it.
@@ -104,7 +104,7 @@ std::u16string BasicCredentials(const std::u16string& user, const std::u16string
 }
 
 // The length a server gives in its integrity-check header when its Content-Length says 0.
-bool IntegrityCheckLength(const std::u16string& headers, int32_t& nLength)
+bool IntegrityCheckLength(const std::u16string& headers, int64_t& nLength)
 {
     size_t start = 0;
     while (start < headers.size()) {
@@ -113,7 +113,7 @@ bool IntegrityCheckLength(const std::u16string& headers, int32_t& nLength)
             end = headers.size();
         const std::u16string line = headers.substr(start, end - start);
         if (line.find(kIntegrityHeader) != std::u16string::npos) {
-            nLength = CDecimalText::ToInt32(line.size() > kIntegrityValueOffset ? line.substr(kIntegrityValueOffset)
+            nLength = CDecimalText::ToInt64(line.size() > kIntegrityValueOffset ? line.substr(kIntegrityValueOffset)
                                                                                  : std::u16string());
             return true;
         }
@@ -143,7 +143,7 @@ ZUBOOL CInternetReader::Open()
     CFunctionLog log(LOG_READER, u"CInternetReader::Open");
     if (m_bOpen)
         return 1;
-    log.Log(u"Opening %s", URL());
+    log.Log(u"Opening %s", ShownURL());
     const std::u16string proxy = GetOption(u"CONNECT_PROXY");
     const std::u16string bypass = GetOption(u"CONNECT_PROXYBYPASS");
     std::u16string userAgent = GetOption(u"USER_AGENT");
@@ -155,7 +155,19 @@ ZUBOOL CInternetReader::Open()
     m_nFailureError = 0;
     m_bRangeRequest = 0;
     m_bLengthKnown = 0;
+    m_bLengthEstimated = false;
     m_nLength = 0;
+    const std::u16string unsafe = UnsafeRequestText();
+    if (!unsafe.empty()) {
+        log.Log(u"Refused: %s would put lines of its own into the request", unsafe);
+        Refuse(Format(u"The request was not sent: %s holds a line break, a NUL or other text a request cannot carry.",
+                      unsafe));
+        return 0;
+    }
+    m_strStartURL = URL();
+    m_bForeignSite = false;
+    m_bDowngraded = false;
+    m_nPromptMs = 0;
 
     SetInternetOption(nullptr, INET_OPTION_MAX_CONNS_PER_SERVER, kMaxConnectionsPerServer);
     // The preconfigured access type applies the system's proxy settings and ignores the lists
@@ -164,7 +176,7 @@ ZUBOOL CInternetReader::Open()
     m_hInternet.Reset(OpenInternetSession(userAgent, nAccessType, proxy, bypass, 0));
     if (!m_hInternet.IsOpen()) {
         const uint32_t nError = InternetLastError();
-        log.Log(u"InternetOpen() failed. URL=%s", URL());
+        log.Log(u"InternetOpen() failed. URL=%s", ShownURL());
         Fail(nError);
         return 0;
     }
@@ -173,7 +185,7 @@ ZUBOOL CInternetReader::Open()
         SetInternetOption(m_hInternet.Get(), nOption, m_nTimeout);
 
     if (m_Worker.Start(PRIORITY_NORMAL, 0))
-        m_Worker.WaitForStopOrExit(m_nTimeout);
+        WaitForWorker();
     else
         m_bConnectError = 1;
 
@@ -181,16 +193,66 @@ ZUBOOL CInternetReader::Open()
     // worker a moment before the wait ends: both are the same time-out.
     if (m_Worker.IsRunning() || (m_bConnectError && m_nFailureError == INET_ERROR_TIMEOUT)) {
         m_bTimedOut = 1;
-        log.Log(u"ConnectToURL failed, timed out (%d ms), URL=%s", static_cast<int>(m_nTimeout), URL());
+        log.Log(u"ConnectToURL failed, timed out (%d ms), URL=%s", static_cast<int>(m_nTimeout), ShownURL());
         Close();
         StoreStatus(CInternetStatus::TimedOut());
     } else if (m_bConnectError) {
-        log.Log(u"ConnectToURL failed, m_bConnectError=TRUE, URL=%s", URL());
+        log.Log(u"ConnectToURL failed, m_bConnectError=TRUE, URL=%s", ShownURL());
         Close();
     } else {
         m_Worker.Stop(kWorkerStopTimeoutMs);  // it has ended; this only lets go of it
     }
     return m_bOpen;
+}
+
+// Everything the caller hands over that goes on the wire as text; the first that could add lines
+// of its own to the request, empty when there is none.
+std::u16string CInternetReader::UnsafeRequestText() const
+{
+    if (!CRequestText::IsOneLine(URL()))
+        return u"the URL";
+    for (const char16_t* pszKey : {u"USER_AGENT", u"AUTH_USERNAME", u"AUTH_PASSWORD", u"RANGE_START"}) {
+        if (!CRequestText::IsOneLine(GetOption(pszKey)))
+            return pszKey;
+    }
+    const std::u16string verb = GetOption(u"HTTPREQUEST_TYPE");
+    if (!verb.empty() && !CRequestText::IsToken(verb))
+        return u"HTTPREQUEST_TYPE";
+    // The finish goes into the range header as it stands.
+    if (!CRequestText::IsDigits(GetOption(u"RANGE_FINISH"), true))
+        return u"RANGE_FINISH";
+    const std::u16string headers = GetOption(u"INFO_HEADERS");
+    if (!headers.empty() && !CRequestText::IsHeaderLines(headers))
+        return u"INFO_HEADERS";
+    return std::u16string();
+}
+
+// Waits for the worker up to the time-out. The host's credential prompt stops the clock: a user
+// may take longer to answer than a server may.
+void CInternetReader::WaitForWorker()
+{
+    const uint32_t nStart = TickCount();
+    for (;;) {
+        if (m_bPrompting) {
+            if (m_Worker.WaitForStopOrExit(kPromptPollMs) != kWaitTimedOut)
+                return;
+            continue;
+        }
+        const uint32_t nElapsed = TickCount() - nStart;
+        const uint32_t nPrompted = m_nPromptMs;
+        const uint32_t nSpent = nElapsed > nPrompted ? nElapsed - nPrompted : 0;
+        if (nSpent >= m_nTimeout || m_Worker.WaitForStopOrExit(m_nTimeout - nSpent) != kWaitTimedOut)
+            return;
+        if (!m_bPrompting && m_nPromptMs == nPrompted)
+            return;
+    }
+}
+
+// A prompt is answered by the user, never cut off by killing the worker that asked.
+void CInternetReader::WaitForPrompt() const
+{
+    while (m_bPrompting)
+        SleepMilliseconds(kPromptPollMs);
 }
 
 void CInternetReader::Close()
@@ -203,6 +265,7 @@ void CInternetReader::Close()
     // Asked first, so that a worker whose call the closing handles cut short sees it at once.
     m_Worker.SetStopRequest(1);
     CloseConnectionHandles();
+    WaitForPrompt();
     m_Worker.Stop(kWorkerStopTimeoutMs);
     // A worker that was between two passes may have opened new ones meanwhile.
     CloseConnectionHandles();
@@ -228,9 +291,9 @@ int32_t CInternetReader::Thread()
         return 0;
     }
     bool bDone = false;
-    if (m_nScheme == kSchemeHttp || m_nScheme == kSchemeHttps) {
+    if (m_nScheme == URL_SCHEME_HTTP || m_nScheme == URL_SCHEME_HTTPS) {
         bDone = DownloadFromHTTPURL();
-    } else if (m_nScheme == kSchemeFtp) {
+    } else if (m_nScheme == URL_SCHEME_FTP) {
         bDone = DownloadFromFTPURL();
     } else {
         log.Log(u"failed, unknown protocol.");
@@ -253,7 +316,7 @@ bool CInternetReader::Connect()
     }
     LoadCredentials(url);
     // HTTP credentials travel in the reader's own Authorization header.
-    const bool bFtp = m_nScheme == kSchemeFtp;
+    const bool bFtp = m_nScheme == URL_SCHEME_FTP;
     const bool bLogIn = bFtp && !m_strUser.empty() && !m_strPassword.empty();
     m_hConnect.Reset(ConnectInternet(m_hInternet.Get(), url.GetHost(), url.GetPort(), bLogIn ? m_strUser : u"",
                                      bLogIn ? m_strPassword : u"", bFtp ? INET_SERVICE_FTP : INET_SERVICE_HTTP,
@@ -279,27 +342,63 @@ bool CInternetReader::AnalyzeURL(const CUrl& url)
     return true;
 }
 
-// Options first, then the URL, then what the user entered for this site before.
+// Options first, then the URL, then what the user entered for this site before. The caller's pair
+// is meant for the site it named, so a redirect to another site sends only what that site's own
+// address or entry holds; once a secure chain has led to plain text, no site credentials go at all.
 void CInternetReader::LoadCredentials(const CUrl& url)
 {
-    if (m_Options.count(u"AUTH_USERNAME"))
-        m_strUser = GetOption(u"AUTH_USERNAME");
-    if (m_Options.count(u"AUTH_PASSWORD"))
-        m_strPassword = GetOption(u"AUTH_PASSWORD");
-    if ((m_strUser.empty() || m_strPassword.empty()) && !url.GetUser().empty() && !url.GetPassword().empty()) {
-        m_strUser = url.GetUser();
-        m_strPassword = url.GetPassword();
+    m_strUser.clear();
+    m_strPassword.clear();
+    m_strProxyUser.clear();
+    m_strProxyPassword.clear();
+    if (!m_bDowngraded) {
+        if (!m_bForeignSite && m_Options.count(u"AUTH_USERNAME"))
+            m_strUser = GetOption(u"AUTH_USERNAME");
+        if (!m_bForeignSite && m_Options.count(u"AUTH_PASSWORD"))
+            m_strPassword = GetOption(u"AUTH_PASSWORD");
+        if ((m_strUser.empty() || m_strPassword.empty()) && !url.GetUser().empty() && !url.GetPassword().empty()) {
+            m_strUser = url.GetUser();
+            m_strPassword = url.GetPassword();
+        }
+        if (!m_strUser.empty() && !m_strPassword.empty())
+            return;
+        CStoredCredentials::LoadSite(m_strSite, m_strUser, m_strPassword);
     }
-    if (!m_strUser.empty() && !m_strPassword.empty())
-        return;
-    CStoredCredentials::LoadSite(m_strSite, m_strUser, m_strPassword);
     CStoredCredentials::LoadProxy(m_strSite, m_strProxyUser, m_strProxyPassword);
+}
+
+// Only the schemes the reader speaks are followed; what the caller meant for its own site stays
+// there (see LoadCredentials and CookieForThisSite).
+bool CInternetReader::FollowRedirect(const std::u16string& target)
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::FollowRedirect");
+    const CUrl to(target);
+    if (!CRedirectTarget::IsFollowable(to) || !CRequestText::IsOneLine(target)) {
+        log.Log(u"Refused to follow the redirect to %s", CUrl::WithoutPassword(target));
+        return Refuse(u"The server redirected to an address that is not followed: only http, https and ftp are.");
+    }
+    m_bDowngraded = m_bDowngraded || CRedirectTarget::IsDowngrade(CUrl(URL()), to);
+    m_bForeignSite = !CRedirectTarget::IsSameSite(CUrl(m_strStartURL), to);
+    SetURL(target);
+    if (Connect())
+        return true;
+    log.Log(u"Failed to connect to redirect URL");
+    return false;
+}
+
+std::u16string CInternetReader::CookieForThisSite(const CRequestPlan& plan) const
+{
+    return m_bForeignSite ? std::u16string() : plan.cookie;
 }
 
 bool CInternetReader::DownloadFromHTTPURL()
 {
     CFunctionLog log(LOG_READER, u"CInternetReader::DownloadFromHTTPURL");
     CRequestPlan plan = PlanRequest();
+    if (!CRequestText::IsOneLine(plan.cookie)) {
+        log.Log(u"Refused: the shared cookie would put lines of its own into the request");
+        return Refuse(u"The request was not sent: the shared cookie holds a line break or a NUL.");
+    }
     for (;;) {
         // Servers may redirect for ever; Close must still be able to end the worker.
         if (m_Worker.IsStopRequested())
@@ -317,13 +416,8 @@ bool CInternetReader::DownloadFromHTTPURL()
         if (bRepeat || verdict.bRepeat) {
             log.Log(u"Retry needed, trying again...");
             m_hRequest.Close();
-            if (!verdict.redirectTarget.empty()) {
-                SetURL(verdict.redirectTarget);
-                if (!Connect()) {
-                    log.Log(u"Failed to connect to redirect URL");
-                    return false;
-                }
-            }
+            if (!verdict.redirectTarget.empty() && !FollowRedirect(verdict.redirectTarget))
+                return false;
             continue;
         }
         if (!verdict.bOk) {
@@ -346,9 +440,9 @@ CInternetReader::CRequestPlan CInternetReader::PlanRequest() const
     if (!GetOptionFlag(u"NO_COOKIE"))
         plan.cookie = SharedCookie(URL());
     plan.nReloadFlag = GetOptionFlag(u"USE_CACHE") ? 0u : static_cast<uint32_t>(INET_FLAG_RELOAD);
-    plan.nNeedFileFlag = m_nScheme == kSchemeHttps ? 0u : static_cast<uint32_t>(INET_FLAG_NEED_FILE);
+    plan.nNeedFileFlag = m_nScheme == URL_SCHEME_HTTPS ? 0u : static_cast<uint32_t>(INET_FLAG_NEED_FILE);
     plan.extraHeaders = GetOption(u"INFO_HEADERS");
-    plan.nRangeStart = CDecimalText::ToInt32(GetOption(u"RANGE_START"));
+    plan.nRangeStart = CDecimalText::ToInt64(GetOption(u"RANGE_START"));
     plan.rangeFinish = GetOption(u"RANGE_FINISH");
     return plan;
 }
@@ -357,9 +451,9 @@ bool CInternetReader::OpenRequest(const CRequestPlan& plan, CFunctionLog& log)
 {
     uint32_t nFlags = kRequestFlags | plan.nNeedFileFlag | plan.nReloadFlag;
     // The cookie the application handed over replaces whatever the session would send.
-    if (!plan.cookie.empty())
+    if (!CookieForThisSite(plan).empty())
         nFlags |= INET_FLAG_NO_COOKIES;
-    if (m_nScheme == kSchemeHttps)
+    if (m_nScheme == URL_SCHEME_HTTPS)
         nFlags |= INET_FLAG_SECURE;
     m_hRequest.Reset(OpenHttpRequest(m_hConnect.Get(), plan.verb, m_strObject, u"HTTP/1.1", u"", u"*/*", nFlags));
     if (m_hRequest.IsOpen())
@@ -385,9 +479,9 @@ bool CInternetReader::AddRequestHeaders(const CRequestPlan& plan, CFunctionLog& 
         return false;
     if (URL().find(kFlashVideoHost) != std::u16string::npos)
         AddHttpRequestHeaders(m_hRequest.Get(), u"x-flash-version: 10,0,22,87\r\n", kAddOrReplace);
-    if (!plan.cookie.empty() &&
-        !AddHeader(u"Cookie: " + plan.cookie + u"\r\n", u"Failed adding cookies, HttpAddRequestHeaders returns error %u",
-                   log))
+    const std::u16string cookie = CookieForThisSite(plan);
+    if (!cookie.empty() &&
+        !AddHeader(u"Cookie: " + cookie + u"\r\n", u"Failed adding cookies, HttpAddRequestHeaders returns error %u", log))
         return false;
     if (!m_strUser.empty() && !m_strPassword.empty() &&
         !AddHeader(u"Authorization: Basic " + BasicCredentials(m_strUser, m_strPassword) + u"\r\n",
@@ -473,31 +567,47 @@ CInternetReader::CVerdict CInternetReader::JudgeStatus(CRequestPlan& plan)
     return verdict;
 }
 
-// The host's prompt first; without a host, the system's own dialog. Whatever the user entered
-// answers the next pass through the connection and is kept for the site's next time.
+// Whatever the user entered answers the next pass through the connection and is kept for the
+// site's next time. The prompt's time is kept apart from the server's (see WaitForWorker).
 bool CInternetReader::AnswerAuthenticationChallenge()
 {
+    m_bPrompting = true;
+    const uint32_t nStart = TickCount();
+    // Asked after the flag is up, so a Close either stops the prompt before it starts or waits for it.
+    const bool bAnswered = !m_Worker.IsStopRequested() && AskForCredentials();
+    m_nPromptMs += TickCount() - nStart;
+    m_bPrompting = false;
+    if (!bAnswered)
+        return false;
+    std::u16string enteredUser, enteredPassword;
+    QueryInternetOptionText(m_hConnect.Get(), INET_OPTION_USERNAME, enteredUser);
+    QueryInternetOptionText(m_hConnect.Get(), INET_OPTION_PASSWORD, enteredPassword);
+    if (!enteredUser.empty() && !enteredPassword.empty()) {
+        CStoredCredentials::SaveSite(m_strSite, enteredUser, enteredPassword);
+        // The pair that was refused would otherwise go out again in the reader's own header.
+        m_strUser = enteredUser;
+        m_strPassword = enteredPassword;
+    }
+    m_hRequest.Close();
+    return true;
+}
+
+// The host's prompt first; without a host, the system's own dialog.
+bool CInternetReader::AskForCredentials()
+{
     std::u16string user, password;
-    switch (CHostCallbacks::PromptCredentials(m_strSite, URL(), user, password)) {
+    switch (CHostCallbacks::PromptCredentials(m_strSite, ShownURL(), user, password)) {
     case EPromptAnswer::Cancelled:
         return false;
     case EPromptAnswer::Retry:
         SetInternetOptionText(m_hConnect.Get(), INET_OPTION_USERNAME, user);
         SetInternetOptionText(m_hConnect.Get(), INET_OPTION_PASSWORD, password);
-        break;
+        return true;
     case EPromptAnswer::NoHost:
-        if (ShowInternetErrorDialog(m_hRequest.Get(), INET_ERROR_INCORRECT_PASSWORD, kCredentialDialogFlags) !=
-            INET_ERROR_FORCE_RETRY)
-            return false;
         break;
     }
-    std::u16string enteredUser, enteredPassword;
-    QueryInternetOptionText(m_hConnect.Get(), INET_OPTION_USERNAME, enteredUser);
-    QueryInternetOptionText(m_hConnect.Get(), INET_OPTION_PASSWORD, enteredPassword);
-    if (!enteredUser.empty() && !enteredPassword.empty())
-        CStoredCredentials::SaveSite(m_strSite, enteredUser, enteredPassword);
-    m_hRequest.Close();
-    return true;
+    return ShowInternetErrorDialog(m_hRequest.Get(), INET_ERROR_INCORRECT_PASSWORD, kCredentialDialogFlags) ==
+           INET_ERROR_FORCE_RETRY;
 }
 
 void CInternetReader::TakeResponseLength()
@@ -506,11 +616,11 @@ void CInternetReader::TakeResponseLength()
     if (contentLength.empty()) {
         m_nLength = -1;
     } else {
-        m_nLength = CDecimalText::ToInt32(contentLength);
+        m_nLength = CDecimalText::ToInt64(contentLength);
         m_bLengthKnown = 1;
     }
     if (m_nLength == 0)
-        IntegrityCheckLength(CResponseHeaders::Lookup(m_hRequest.Get(), u"AllHeaders"), m_nLength);
+        m_bLengthEstimated = IntegrityCheckLength(CResponseHeaders::Lookup(m_hRequest.Get(), u"AllHeaders"), m_nLength);
 }
 
 bool CInternetReader::DownloadFromFTPURL()
@@ -525,7 +635,7 @@ bool CInternetReader::DownloadFromFTPURL()
         reply.resize(std::min(reply.size(), kFtpReplyCharacters - 1));
         const size_t sizeReply = reply.find(u"213 ");
         if (sizeReply != std::u16string::npos)
-            m_nLength = CDecimalText::ToInt32(reply.substr(sizeReply + 4));
+            m_nLength = CDecimalText::ToInt64(reply.substr(sizeReply + 4));
     }
     m_hRequest.Reset(OpenFtpFile(m_hConnect.Get(), m_strObject, INET_GENERIC_READ, INET_FTP_TRANSFER_TYPE_BINARY));
     if (m_hRequest.IsOpen())
@@ -543,8 +653,7 @@ uint32_t CInternetReader::Read(void* pBuffer, uint32_t nCount)
     if (m_bLengthKnown && m_nLength >= 0) {
         const int64_t nLeft = std::max<int64_t>(0, m_nLength - GetPosition());
         if (nLeft < nCount) {
-            log.Log(u"nBytes was %d, capped at %d, m_nLength=%d", static_cast<int>(nCount), static_cast<int>(nLeft),
-                    m_nLength);
+            log.Log(u"nBytes was %u, capped at %d, m_nLength=%d", nCount, nLeft, m_nLength);
             nCount = static_cast<uint32_t>(nLeft);
         }
     }
@@ -553,12 +662,15 @@ uint32_t CInternetReader::Read(void* pBuffer, uint32_t nCount)
     while (nTotal < nCount) {
         uint32_t nRead = 0;
         if (!ReadInternetFile(m_hRequest.Get(), pBytes + nTotal, nCount - nTotal, nRead)) {
-            log.Log(u"InternetReadFile returned false, GetLastError=%d", static_cast<int>(InternetLastError()));
+            const uint32_t nError = InternetLastError();
+            log.Log(u"InternetReadFile returned false, GetLastError=%d", static_cast<int>(nError));
+            Fail(nError);
             m_hRequest.Close();
             break;
         }
         if (nRead == 0) {
             log.Log(u"InternetReadFile returned true with zero bytes read: EOF");
+            NoteEndOfData();
             break;
         }
         nTotal += nRead;
@@ -587,13 +699,12 @@ int64_t CInternetReader::GetPosition()
     return nPosition < 0 ? -1 : nPosition;
 }
 
-// Moves are 32-bit, as the length is.
 int64_t CInternetReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
 {
     CFunctionLog log(LOG_READER, u"CInternetReader::SetPosition");
     if (!m_bLengthKnown)
         return -1;
-    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), static_cast<int32_t>(nOffset), nOrigin);
+    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), nOffset, nOrigin);
     return nPosition < 0 ? -1 : nPosition;
 }
 
@@ -655,6 +766,26 @@ bool CInternetReader::Fail(uint32_t nError)
     return false;
 }
 
+// Records a request the reader itself would not send or follow.
+bool CInternetReader::Refuse(const std::u16string& text)
+{
+    m_nFailureError = INET_ERROR_INVALID_PARAMETER;
+    StoreStatus(CInternetStatus(CInternetStatus::kTransferFailed, text));
+    return false;
+}
+
+// A body that ends before the length its server announced is a failed transfer, not an end.
+void CInternetReader::NoteEndOfData()
+{
+    if (m_bLengthEstimated || m_nLength <= 0)
+        return;
+    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), 0, INET_FILE_CURRENT);
+    if (nPosition < 0 || nPosition >= m_nLength)
+        return;
+    StoreStatus(CInternetStatus(CInternetStatus::kTransferFailed,
+                                Format(u"The transfer ended after %d of the %d bytes announced.", nPosition, m_nLength)));
+}
+
 // Once Open has given up waiting, the time-out is the reason, whatever the worker meets after.
 void CInternetReader::StoreStatus(const CInternetStatus& status)
 {
@@ -674,6 +805,11 @@ std::u16string CInternetReader::URL() const
 {
     std::lock_guard<std::mutex> lock(m_Lock);
     return m_strURL;
+}
+
+std::u16string CInternetReader::ShownURL() const
+{
+    return CUrl::WithoutPassword(URL());
 }
 
 void CInternetReader::SetURL(const std::u16string& url)

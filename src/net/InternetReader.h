@@ -53,7 +53,7 @@ private:
         uint32_t nReloadFlag = 0;
         uint32_t nNeedFileFlag = 0;
         std::u16string extraHeaders;
-        int32_t nRangeStart = 0;
+        int64_t nRangeStart = 0;
         std::u16string rangeFinish;
     };
 
@@ -64,11 +64,18 @@ private:
         std::u16string redirectTarget;
     };
 
+    // Client side.
+    std::u16string UnsafeRequestText() const;
+    void WaitForWorker();
+    void WaitForPrompt() const;
+
     // Worker side.
     int32_t Thread();
     bool Connect();
     bool AnalyzeURL(const CUrl& url);
     void LoadCredentials(const CUrl& url);
+    bool FollowRedirect(const std::u16string& target);
+    std::u16string CookieForThisSite(const CRequestPlan& plan) const;
     bool DownloadFromHTTPURL();
     bool DownloadFromFTPURL();
 
@@ -80,14 +87,19 @@ private:
     bool SendRequest(CRequestPlan& plan, bool& bRepeat, uint32_t& nError, zu::CFunctionLog& log);
     CVerdict JudgeStatus(CRequestPlan& plan);
     bool AnswerAuthenticationChallenge();
+    bool AskForCredentials();
     void TakeResponseLength();
 
     // Both sides.
     bool CloseConnectionHandles();
     bool Fail(uint32_t nError);
+    bool Refuse(const std::u16string& text);
+    void NoteEndOfData();
     void StoreStatus(const CInternetStatus& status);
     CInternetStatus Status() const;
     std::u16string URL() const;
+    // The URL as logs and prompts may show it.
+    std::u16string ShownURL() const;
     void SetURL(const std::u16string& url);
     bool IsSuccessStatus(int32_t nCode) const;
 
@@ -96,8 +108,8 @@ private:
     zu::platform::CInternetHandle m_hInternet;
     zu::platform::CInternetHandle m_hConnect;
     zu::platform::CInternetHandle m_hRequest;
-    int32_t m_nLength = 0;
-    uint32_t m_nScheme = 0;
+    int64_t m_nLength = 0;
+    int32_t m_nScheme = 0;
     std::u16string m_strObject;
     std::u16string m_strSite;
     std::u16string m_strUser;
@@ -106,7 +118,17 @@ private:
     std::u16string m_strProxyPassword;
     ZUBOOL m_bRangeRequest = 0;
     ZUBOOL m_bLengthKnown = 0;
+    // The length came from the integrity-check header, not from the transfer itself.
+    bool m_bLengthEstimated = false;
     ZUBOOL m_bSucceedOnError = 0;
+    // The URL Open began with: the caller's credentials and cookie are meant for its site alone.
+    std::u16string m_strStartURL;
+    // A redirect led to another site, or from a secure hop to one in clear (the worker's own).
+    bool m_bForeignSite = false;
+    bool m_bDowngraded = false;
+    // While the host's credential prompt is up, the time it takes is the user's, not the server's.
+    std::atomic<bool> m_bPrompting{false};
+    std::atomic<uint32_t> m_nPromptMs{0};
     // Written by one side while the other may read them, when Open gives up on a worker.
     std::atomic<ZUBOOL> m_bTimedOut{0};
     std::atomic<ZUBOOL> m_bConnectError{0};

@@ -76,13 +76,14 @@ int64_t InternetFilePointerTarget(int64_t nDistance, uint32_t nMethod, int64_t n
         return -1;
     }
     int64_t nTarget = -1;
+    bool bOverflow = false;
     if (nMethod == INET_FILE_BEGIN)
         nTarget = nDistance;
     else if (nMethod == INET_FILE_CURRENT)
-        nTarget = nPosition + nDistance;
+        bOverflow = __builtin_add_overflow(nPosition, nDistance, &nTarget);
     else if (nMethod == INET_FILE_END)
-        nTarget = nLength + nDistance;
-    if (nTarget < 0 || (nLength >= 0 && nTarget > nLength)) {
+        bOverflow = __builtin_add_overflow(nLength, nDistance, &nTarget);
+    if (bOverflow || nTarget < 0 || (nLength >= 0 && nTarget > nLength)) {
         FailInternet(INET_ERROR_INVALID_PARAMETER);
         return -1;
     }

@@ -77,7 +77,7 @@ enum : uint32_t {
 };
 
 // Security flags of a request (INET_OPTION_SECURITY_FLAGS). SECURE is reported, never set.
-// IGNORE_UNKNOWN_CA also lets the other backend accept a certificate that is out of date.
+// Each IGNORE bit lets exactly one kind of certificate failure pass, on both backends.
 enum : uint32_t {
     INET_SECURITY_FLAG_SECURE = 0x00000001,
     INET_SECURITY_FLAG_IGNORE_REVOCATION = 0x00000080,

@@ -2,6 +2,7 @@
 
 #include "platform/Internet.h"
 #include "platform/NetworkState.h"
+#include "platform/System.h"
 
 #include <algorithm>
 
@@ -42,8 +43,8 @@ std::u16string TransferFailureCode()
     return zu::platform::IsNetworkAlive() ? u"-1" : u"-2";
 }
 
-CCredentialHost::CCredentialHost(const std::string& user, const std::string& password)
-    : m_User(U16(user)), m_Password(U16(password))
+CCredentialHost::CCredentialHost(const std::string& user, const std::string& password, uint32_t nAnswerAfterMs)
+    : m_User(U16(user)), m_Password(U16(password)), m_nAnswerAfterMs(nAnswerAfterMs)
 {
     ZUHostCallbacks callbacks{};
     callbacks.cbSize = sizeof(callbacks);
@@ -64,6 +65,8 @@ ZUBOOL CCredentialHost::Prompt(void* pContext, const ZUCHAR* pszSite, const ZUCH
     pHost->m_LastSite = reinterpret_cast<const char16_t*>(pszSite);
     pHost->m_LastUrl = reinterpret_cast<const char16_t*>(pszUrl);
     ++pHost->m_nPrompts;
+    zu::platform::SleepMilliseconds(pHost->m_nAnswerAfterMs);
+    ++pHost->m_nAnswered;
     if (pHost->m_User.empty() || pHost->m_User.size() >= nUserCapacity || pHost->m_Password.size() >= nPasswordCapacity)
         return 0;
     *std::copy(pHost->m_User.begin(), pHost->m_User.end(), pszUser) = 0;

@@ -36,10 +36,12 @@ std::u16string TransferFailureCode();
 // or "cancelled" when the user name is empty. Counts the prompts and keeps what they named.
 class CCredentialHost {
 public:
-    CCredentialHost(const std::string& user, const std::string& password);
+    // nAnswerAfterMs: how long the user takes to answer.
+    CCredentialHost(const std::string& user, const std::string& password, uint32_t nAnswerAfterMs = 0);
     ~CCredentialHost();
 
     std::atomic<int> m_nPrompts{0};
+    std::atomic<int> m_nAnswered{0};
     std::u16string m_LastSite;
     std::u16string m_LastUrl;
 
@@ -49,6 +51,7 @@ private:
 
     std::u16string m_User;
     std::u16string m_Password;
+    uint32_t m_nAnswerAfterMs;
 };
 
 }  // namespace zutest

@@ -52,6 +52,22 @@ class RequestRecord:
             open(self.path, "w").close()
 
 
+class _LineTee:
+    """The lines read through it, kept."""
+
+    def __init__(self, source):
+        self.source = source
+        self.lines = []
+
+    def readline(self, *args):
+        line = self.source.readline(*args)
+        self.lines.append(line)
+        return line
+
+    def __getattr__(self, name):
+        return getattr(self.source, name)
+
+
 class OddHandler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
     server_version = "ZUOdd/1.0"
@@ -60,6 +76,17 @@ class OddHandler(http.server.BaseHTTPRequestHandler):
 
     def log_message(self, fmt, *args):
         logging.info("%s %s", self.client_address[0], fmt % args)
+
+    def parse_request(self):
+        # Keeps the head's bytes exactly as they came, line breaks included, beside the parsed
+        # headers: a line a client should never have sent shows here even where parsing hides it.
+        tee = _LineTee(self.rfile)
+        self.rfile = tee
+        try:
+            return super().parse_request()
+        finally:
+            self.rfile = tee.source
+            self.raw_head = self.raw_requestline + b"".join(tee.lines)
 
     def handle_any(self):
         parts = urllib.parse.urlsplit(self.path)
@@ -70,6 +97,7 @@ class OddHandler(http.server.BaseHTTPRequestHandler):
                 "method": self.command,
                 "path": self.path,
                 "headers": [[name, value] for name, value in self.headers.items()],
+                "raw_head": self.raw_head.decode("latin-1"),
                 "body_length": len(self.body),
             })
         handler = ROUTES.get(parts.path, OddHandler.not_found)
@@ -182,7 +210,12 @@ class OddHandler(http.server.BaseHTTPRequestHandler):
     def status(self):
         # Any status code with a pattern body, whatever the request asked for (a Range included).
         code = self.number("code", 200)
-        self.send_body(code, pattern_bytes(self.number("length", 100), BODY_SEED))
+        length = self.number("length", 100)
+        if self.command == "HEAD":
+            # Only the length: a HEAD may announce more than a test would want made.
+            self.send_head(code, [("Content-Type", "application/octet-stream")], length)
+            return
+        self.send_body(code, pattern_bytes(length, BODY_SEED))
 
     def icy(self):
         # A radio stream: metaint audio bytes, then a metadata block, over and over; a title

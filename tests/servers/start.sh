@@ -78,8 +78,8 @@ tool setsid >/dev/null
 # --- ports, credentials and content --------------------------------------------------------
 
 readonly passive_count=8
-read -r NGINX_HTTP NGINX_HTTPS SQUID SQUID_AUTH FTP FTP_NOSIZE ODD_HTTP ICECAST FTP_PASSIVE_FIRST FTP_PASSIVE_LAST \
-  < <("$python" "$here/free_ports.py" 8 "$passive_count")
+read -r NGINX_HTTP NGINX_HTTPS NGINX_HTTPS_EXPIRED NGINX_HTTPS_WRONG_NAME SQUID SQUID_AUTH FTP FTP_NOSIZE ODD_HTTP \
+  ICECAST FTP_PASSIVE_FIRST FTP_PASSIVE_LAST < <("$python" "$here/free_ports.py" 10 "$passive_count")
 [ -n "$FTP_PASSIVE_LAST" ] || fail "no free ports on 127.0.0.1"
 
 secret() { openssl rand -hex 8; }
@@ -119,6 +119,25 @@ openssl req -x509 -newkey rsa:2048 -nodes -days 7 -subj "/CN=127.0.0.1" \
   -addext "subjectAltName=IP:127.0.0.1,DNS:127.0.0.1,DNS:localhost" \
   -keyout "$work/nginx/key.pem" -out "$work/nginx/cert.pem" >"$work/logs/openssl.out" 2>&1 ||
   fail "openssl could not make the certificate; see $work/logs/openssl.out"
+# Two certificates no flag may let through: one whose dates are long past, one made out to another
+# name. (openssl req cannot backdate a certificate; its small CA can.)
+expired_ca="$work/nginx/expired-ca"
+mkdir -p "$expired_ca"
+touch "$expired_ca/index"
+echo 01 > "$expired_ca/serial"
+printf '[ca]\ndefault_ca=expired\n[expired]\ndatabase=%s/index\nnew_certs_dir=%s\nserial=%s/serial\ndefault_md=sha256\npolicy=policy\ncopy_extensions=copy\n[policy]\ncommonName=supplied\n' \
+  "$expired_ca" "$expired_ca" "$expired_ca" > "$expired_ca/ca.cnf"
+{
+  openssl req -new -newkey rsa:2048 -nodes -subj "/CN=127.0.0.1" \
+    -addext "subjectAltName=IP:127.0.0.1,DNS:127.0.0.1,DNS:localhost" \
+    -keyout "$work/nginx/expired-key.pem" -out "$expired_ca/request.csr" &&
+    openssl ca -batch -config "$expired_ca/ca.cnf" -selfsign -keyfile "$work/nginx/expired-key.pem" \
+      -in "$expired_ca/request.csr" -startdate 20200101000000Z -enddate 20200102000000Z -notext \
+      -out "$work/nginx/expired-cert.pem" &&
+    openssl req -x509 -newkey rsa:2048 -nodes -days 7 -subj "/CN=wrong.name.invalid" \
+      -addext "subjectAltName=DNS:wrong.name.invalid" \
+      -keyout "$work/nginx/wrong-name-key.pem" -out "$work/nginx/wrong-name-cert.pem"
+} >"$work/logs/openssl-bad.out" 2>&1 || fail "openssl could not make the bad certificates; see $work/logs/openssl-bad.out"
 printf '%s:%s\n' "$AUTH_USER" "$(openssl passwd -apr1 "$AUTH_PASSWORD")" > "$work/nginx/htpasswd"
 printf '%s:%s\n' "$PROXY_USER" "$(openssl passwd -apr1 "$PROXY_PASSWORD")" > "$work/squid/htpasswd"
 
@@ -140,6 +159,8 @@ fi
 
 fill() {
   sed -e "s|@STATE@|$work|g" -e "s|@NGINX_HTTP@|$NGINX_HTTP|g" -e "s|@NGINX_HTTPS@|$NGINX_HTTPS|g" \
+      -e "s|@NGINX_HTTPS_EXPIRED@|$NGINX_HTTPS_EXPIRED|g" -e "s|@NGINX_HTTPS_WRONG_NAME@|$NGINX_HTTPS_WRONG_NAME|g" \
+      -e "s|@ODD_HTTP@|$ODD_HTTP|g" -e "s|@FTP@|$FTP|g" \
       -e "s|@SQUID@|$SQUID|g" -e "s|@SQUID_AUTH@|$SQUID_AUTH|g" \
       -e "s|@NGINX_USER@|$nginx_user|g" -e "s|@SQUID_USER@|$squid_user|g" \
       -e "s|@ICECAST@|$ICECAST|g" -e "s|@ICECAST_OWNER@|$icecast_owner|g" \
@@ -250,6 +271,8 @@ expect nginx "Basic authentication refused without credentials" \
 expect nginx "Basic authentication" \
   eval '[ "$(http_code -u "$AUTH_USER:$AUTH_PASSWORD" "$nginx_url/auth/secret.txt")" = 200 ]'
 expect nginx "relative redirect" relative_location
+expect nginx "an expired certificate on its own port" \
+  eval 'curl -sS --noproxy "*" --max-time 3 -k -o /dev/null "https://127.0.0.1:$NGINX_HTTPS_EXPIRED/hello.txt"'
 expect nginx "repeated header" repeats_header
 
 expect squid "forwarding HTTP" \
@@ -296,6 +319,8 @@ cat > "$state/ports.env.new" <<EOF
 SERVERS_DIR=$state
 NGINX_HTTP=$NGINX_HTTP
 NGINX_HTTPS=$NGINX_HTTPS
+NGINX_HTTPS_EXPIRED=$NGINX_HTTPS_EXPIRED
+NGINX_HTTPS_WRONG_NAME=$NGINX_HTTPS_WRONG_NAME
 NGINX_ROOT=$work/www
 NGINX_ACCESS_LOG=$work/nginx/access.log
 NGINX_ERROR_LOG=$work/nginx/error.log

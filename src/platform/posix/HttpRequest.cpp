@@ -3,6 +3,7 @@
 #include "platform/HttpHeaderText.h"
 #include "platform/HttpRange.h"
 #include "platform/Text.h"
+#include "platform/posix/CertificateCheck.h"
 #include "platform/posix/InternetErrors.h"
 
 #include <algorithm>
@@ -43,6 +44,18 @@ const char* HeaderOfLevel(uint32_t nLevel)
     }
 }
 
+// The request flags that stand for certificate errors to ignore. The other request flags share
+// their bits with security flags of other meanings and must not turn into them.
+uint32_t SecurityFlagsOfRequest(uint32_t nFlags)
+{
+    uint32_t nSecurityFlags = 0;
+    if (nFlags & INET_FLAG_IGNORE_CERT_CN_INVALID)
+        nSecurityFlags |= INET_SECURITY_FLAG_IGNORE_CERT_CN_INVALID;
+    if (nFlags & INET_FLAG_IGNORE_CERT_DATE_INVALID)
+        nSecurityFlags |= INET_SECURITY_FLAG_IGNORE_CERT_DATE_INVALID;
+    return nSecurityFlags;
+}
+
 bool IsRedirect(uint32_t nCode)
 {
     return nCode == 301 || nCode == 302 || nCode == 303 || nCode == 307 || nCode == 308;
@@ -59,7 +72,7 @@ CHttpRequest::CHttpRequest(std::shared_ptr<CInternetConnection> pConnection, con
       m_strObject(object.empty() || object[0] != '/' ? "/" + object : object),
       m_strVersion(version.empty() ? "HTTP/1.1" : version),
       m_nFlags(nFlags),
-      m_nSecurityFlags(nFlags & INET_SECURITY_IGNORE_BITS),
+      m_nSecurityFlags(SecurityFlagsOfRequest(nFlags)),
       m_Transfer(false)
 {
     // The headers the system adds itself are listed from the start, so a caller can see and
@@ -185,6 +198,7 @@ void CHttpRequest::Configure(const CHttpHeaderList& headers, const std::string& 
     const bool bFollow = !(m_nFlags & INET_FLAG_NO_AUTO_REDIRECT);
     curl_easy_setopt(pEasy, CURLOPT_FOLLOWLOCATION, bFollow ? 1L : 0L);
     curl_easy_setopt(pEasy, CURLOPT_MAXREDIRS, MAX_REDIRECTS);
+    curl_easy_setopt(pEasy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https,ftp");
 
     const std::string user = Utf8FromUtf16(TextOption(INET_OPTION_USERNAME));
     if (!user.empty() && !(m_nFlags & INET_FLAG_NO_AUTH)) {
@@ -199,8 +213,7 @@ void CHttpRequest::Configure(const CHttpHeaderList& headers, const std::string& 
         curl_easy_setopt(pEasy, CURLOPT_PROXYPASSWORD, Utf8FromUtf16(TextOption(INET_OPTION_PROXY_PASSWORD)).c_str());
     }
 
-    curl_easy_setopt(pEasy, CURLOPT_SSL_VERIFYPEER, (m_nSecurityFlags & INET_SECURITY_FLAG_IGNORE_UNKNOWN_CA) ? 0L : 1L);
-    curl_easy_setopt(pEasy, CURLOPT_SSL_VERIFYHOST, (m_nSecurityFlags & INET_SECURITY_FLAG_IGNORE_CERT_CN_INVALID) ? 0L : 2L);
+    CCertificateCheck::Apply(pEasy, m_nSecurityFlags);
 
     // A share that holds cookies turns curl's cookie engine on; a reset does not let go of it.
     CURLSH* pShare = m_pConnection->Session()->CookieShare();

@@ -1,30 +1,11 @@
 #include "platform/posix/InternetErrors.h"
 
 #include "platform/Internet.h"
+#include "platform/posix/CertificateCheck.h"
 
-#include <openssl/x509_vfy.h>
 
 namespace zu::platform {
 namespace {
-
-uint32_t CertificateError(long nVerifyResult)
-{
-    switch (nVerifyResult) {
-    case X509_V_OK:
-        // The chain was fine, so the name check is what refused it.
-        return INET_ERROR_SEC_CERT_CN_INVALID;
-    case X509_V_ERR_CERT_HAS_EXPIRED:
-    case X509_V_ERR_CERT_NOT_YET_VALID:
-        return INET_ERROR_SEC_CERT_DATE_INVALID;
-    case X509_V_ERR_HOSTNAME_MISMATCH:
-    case X509_V_ERR_IP_ADDRESS_MISMATCH:
-        return INET_ERROR_SEC_CERT_CN_INVALID;
-    case X509_V_ERR_CERT_REVOKED:
-        return INET_ERROR_SEC_CERT_REVOKED;
-    default:
-        return INET_ERROR_INVALID_CA;
-    }
-}
 
 // Failures where the server's reply is the explanation the caller should read.
 bool IsFtpReplyError(CURLcode code)
@@ -90,10 +71,8 @@ uint32_t InternetErrorFromCurl(CURLcode code, bool bFtp, long nVerifyResult)
     case CURLE_TOO_MANY_REDIRECTS:
         return INET_ERROR_HTTP_REDIRECT_FAILED;
     case CURLE_PEER_FAILED_VERIFICATION:
-        return CertificateError(nVerifyResult);
-    case CURLE_SSL_CACERT_BADFILE:
+        return CCertificateCheck::ErrorOf(nVerifyResult);
     case CURLE_SSL_ISSUER_ERROR:
-        return INET_ERROR_INVALID_CA;
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
         return INET_ERROR_SEC_INVALID_CERT;
     case CURLE_SSL_INVALIDCERTSTATUS:
@@ -101,6 +80,7 @@ uint32_t InternetErrorFromCurl(CURLcode code, bool bFtp, long nVerifyResult)
     case CURLE_SSL_CERTPROBLEM:
     case CURLE_SSL_CLIENTCERT:
         return INET_ERROR_CLIENT_AUTH_CERT_NEEDED;
+    case CURLE_SSL_CACERT_BADFILE:
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_ENGINE_NOTFOUND:
     case CURLE_SSL_ENGINE_SETFAILED:
@@ -146,6 +126,7 @@ std::u16string InternetErrorText(uint32_t nError)
     case INET_ERROR_SEC_CERT_CN_INVALID: return u"The server's certificate is for another name.";
     case INET_ERROR_INVALID_CA: return u"The server's certificate was issued by an unknown authority.";
     case INET_ERROR_SEC_CERT_REVOKED: return u"The server's certificate has been revoked.";
+    case INET_ERROR_SEC_INVALID_CERT: return u"The server's certificate is invalid.";
     case INET_ERROR_SECURITY_CHANNEL_ERROR: return u"The secure channel failed.";
     case INET_ERROR_FTP_TRANSFER_IN_PROGRESS: return u"An FTP file transfer is in progress on this connection.";
     case INET_ERROR_FTP_NO_PASSIVE_MODE: return u"The FTP server refused passive mode.";
