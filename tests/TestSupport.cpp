@@ -6,9 +6,14 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#else
+#include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 #include <atomic>
+#include <cstdlib>
+#include <iterator>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -52,6 +57,81 @@ CScopedHome::~CScopedHome()
 {
     zu::platform::SetEnvironmentText(u"ZUREADER_HOME", m_Previous);
 }
+
+namespace {
+
+const char16_t* const kTempVariables[] = {u"TMPDIR", u"TMP", u"TEMP"};
+
+}  // namespace
+
+CScopedTempFolder::CScopedTempFolder(const std::u16string& folder)
+{
+    for (size_t i = 0; i < std::size(kTempVariables); ++i) {
+        m_Previous[i] = zu::platform::GetEnvironmentText(kTempVariables[i]);
+        zu::platform::SetEnvironmentText(kTempVariables[i], folder);
+    }
+}
+
+CScopedTempFolder::~CScopedTempFolder()
+{
+    for (size_t i = 0; i < std::size(kTempVariables); ++i)
+        zu::platform::SetEnvironmentText(kTempVariables[i], m_Previous[i]);
+}
+
+#ifdef _WIN32
+CSmallTmpfs::CSmallTmpfs(const std::u16string&, size_t) {}
+CSmallTmpfs::~CSmallTmpfs() = default;
+
+bool MakeNamedPipe(const std::u16string&)
+{
+    return false;
+}
+
+bool IsSymbolicLink(const std::u16string& path)
+{
+    const DWORD attributes = GetFileAttributesW(reinterpret_cast<const wchar_t*>(path.c_str()));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+bool MakeSymbolicLink(const std::u16string& target, const std::u16string& path)
+{
+    constexpr DWORD kAllowUnprivileged = 0x2;  // SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE
+    // Wine answers success and makes nothing.
+    return CreateSymbolicLinkW(reinterpret_cast<const wchar_t*>(path.c_str()),
+                               reinterpret_cast<const wchar_t*>(target.c_str()), kAllowUnprivileged) &&
+           IsSymbolicLink(path);
+}
+
+#else
+bool MakeSymbolicLink(const std::u16string& target, const std::u16string& path)
+{
+    return symlink(Utf8(target).c_str(), Utf8(path).c_str()) == 0;
+}
+
+bool IsSymbolicLink(const std::u16string& path)
+{
+    struct stat st;
+    return lstat(Utf8(path).c_str(), &st) == 0 && S_ISLNK(st.st_mode);
+}
+
+bool MakeNamedPipe(const std::u16string& path)
+{
+    return mkfifo(Utf8(path).c_str(), 0600) == 0;
+}
+
+CSmallTmpfs::CSmallTmpfs(const std::u16string& folder, size_t nBytes) : m_Folder(Utf8(folder))
+{
+    const std::string command = "mount -t tmpfs -o size=" + std::to_string(nBytes) + " zureader-test '" + m_Folder +
+                                "' 2>/dev/null";
+    m_bMounted = std::system(command.c_str()) == 0;
+}
+
+CSmallTmpfs::~CSmallTmpfs()
+{
+    if (m_bMounted)
+        std::system(("umount '" + m_Folder + "'").c_str());
+}
+#endif
 
 void WriteFile(const std::u16string& path, const std::string& bytes)
 {
@@ -103,6 +183,15 @@ bool RunningUnderWine()
 #ifdef _WIN32
     const HMODULE hNtdll = GetModuleHandleW(L"ntdll.dll");
     return hNtdll && GetProcAddress(hNtdll, "wine_get_version");
+#else
+    return false;
+#endif
+}
+
+bool RunningOnWindows()
+{
+#ifdef _WIN32
+    return true;
 #else
     return false;
 #endif

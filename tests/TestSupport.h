@@ -37,6 +37,42 @@ private:
     std::u16string m_Previous;
 };
 
+// Points the library's temporary folder (TMPDIR, or TMP and TEMP on Windows) at a folder for its
+// lifetime.
+class CScopedTempFolder {
+public:
+    explicit CScopedTempFolder(const std::u16string& folder);
+    ~CScopedTempFolder();
+    CScopedTempFolder(const CScopedTempFolder&) = delete;
+    CScopedTempFolder& operator=(const CScopedTempFolder&) = delete;
+
+private:
+    std::u16string m_Previous[3];
+};
+
+// A tmpfs of nBytes mounted over an existing folder for its lifetime, where the system lets this
+// process mount one (Linux, as root); Mounted tells whether it did.
+class CSmallTmpfs {
+public:
+    CSmallTmpfs(const std::u16string& folder, size_t nBytes);
+    ~CSmallTmpfs();
+    CSmallTmpfs(const CSmallTmpfs&) = delete;
+    CSmallTmpfs& operator=(const CSmallTmpfs&) = delete;
+    bool Mounted() const { return m_bMounted; }
+
+private:
+    std::string m_Folder;
+    bool m_bMounted = false;
+};
+
+// Makes a symbolic link at path to target (which need not exist); false where the system will not.
+bool MakeSymbolicLink(const std::u16string& target, const std::u16string& path);
+bool IsSymbolicLink(const std::u16string& path);
+
+// Makes a named pipe at path where the system has them (POSIX): an open for writing waits there
+// until somebody opens it for reading. False where it cannot.
+bool MakeNamedPipe(const std::u16string& path);
+
 void WriteFile(const std::u16string& path, const std::string& bytes);
 std::string ReadFile(const std::u16string& path);
 // Bytes 0..n-1 of a repeatable pattern that has no period of a power of two.
@@ -63,5 +99,7 @@ std::u16string Info(VReader& reader, const std::u16string& name);
 // True when this Windows program runs under Wine, whose system libraries answer differently from
 // Windows' in a few documented places.
 bool RunningUnderWine();
+// True in the Windows build, under Wine or not.
+bool RunningOnWindows();
 
 }  // namespace zutest

@@ -1,5 +1,6 @@
 #include "buffering/CircleBuffer.h"
 
+#include "core/Log.h"
 #include "host/TempFileName.h"
 #include "platform/File.h"
 
@@ -31,12 +32,41 @@ CCircleBuffer::~CCircleBuffer()
     Unlock();
 }
 
+// A name of the ring's own is made only where nothing holds it yet, so that nobody can put a link
+// there first and have the ring write through it into their target.
 void CCircleBuffer::CreateFileMemory(const std::u16string& path)
 {
     m_bTemporary = path.empty();
-    m_Path = m_bTemporary ? host::CTempFileName::MakeUnique(u"Circle Buffer", u"dat") : path;
-    if (m_Mapping.Create(m_Path, m_nCapacity))
+    bool bMapped;
+    if (m_bTemporary) {
+        bMapped = host::CTempFileName::Create(
+            u"Circle Buffer", u"dat",
+            [this](const std::u16string& name) {
+                if (m_Mapping.Create(name, m_nCapacity, platform::EMappedFileName::NewOnly))
+                    return host::CTempFileName::EAttempt::Created;
+                return m_Mapping.LastFailure() == platform::EMappedFileFailure::NameTaken
+                           ? host::CTempFileName::EAttempt::NameTaken
+                           : host::CTempFileName::EAttempt::Failed;
+            },
+            m_Path);
+    } else {
+        m_Path = path;
+        bMapped = m_Mapping.Create(m_Path, m_nCapacity);
+    }
+    if (bMapped)
         m_pData = m_Mapping.Data();
+    else
+        LogMappingFailure();
+}
+
+void CCircleBuffer::LogMappingFailure() const
+{
+    if (m_Mapping.LastFailure() == platform::EMappedFileFailure::NoSpace)
+        Log(LOG_READER, u"CCircleBuffer::CCircleBuffer", u"No room for a %u-byte buffer in %s: the disk is full (error %u)",
+            m_nCapacity, m_Path, m_Mapping.LastError());
+    else
+        Log(LOG_READER, u"CCircleBuffer::CCircleBuffer", u"Cannot make the %u-byte buffer file %s (error %u)",
+            m_nCapacity, m_Path, m_Mapping.LastError());
 }
 
 // The view goes first: a mapped file can be neither deleted nor cut on Windows.

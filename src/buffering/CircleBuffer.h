@@ -20,9 +20,10 @@
 class CCircleBuffer {
 public:
     // bFileBacked: the memory is a mapping of the file at path, or, with an empty path, of a new
-    // temporary file named after "Circle Buffer" that the destructor deletes. Without memory (a
-    // failed allocation or mapping, or a capacity of 0) HasMemory is false and every transfer
-    // copies nothing.
+    // temporary file named after "Circle Buffer" (under a name nobody can foresee, readable by its
+    // owner alone) that the destructor deletes. The file's whole length is reserved on the disk
+    // first. Without memory (a failed allocation, a full disk or another failed mapping, which is
+    // logged, or a capacity of 0) HasMemory is false and every transfer copies nothing.
     CCircleBuffer(uint32_t nCapacity, bool bLocking, bool bFileBacked, const std::u16string& path = {});
     // Deletes a temporary file; cuts a caller-named file that is longer than the bytes ever written
     // to that many, so a ring that never wrapped leaves exactly its bytes behind.
@@ -80,6 +81,7 @@ private:
     uint32_t Bounded(uint32_t nCount) const { return nCount < m_nCapacity ? nCount : m_nCapacity; }
     uint32_t Advanced(uint32_t nIndex, uint64_t nCount) const;
     void CreateFileMemory(const std::u16string& path);
+    void LogMappingFailure() const;
     void ReleaseFile();
 
     const bool m_bLocking;

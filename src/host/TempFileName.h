@@ -1,17 +1,27 @@
 // Names for the library's temporary files: the temporary folder, a base name, " - " and the calling
-// thread's identifier, then the extension, numbered further when a file of that name exists.
+// thread's identifier, then a part nobody can guess and the extension. The temporary folder is
+// shared with every other account, so a name that could be foreseen could be taken first by a link
+// to somebody's file; a file is only ever made under a name that is free at that moment.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace zu::host {
 
 class CTempFileName {
 public:
-    // "<temp>/<base> - <thread id>.<extension>", or "<temp>/<base> - <thread id> (<n>).<extension>"
-    // with the lowest n that names nothing yet. An empty extension gives a name without a dot. The
-    // name is only free when it is made: the caller creates the file.
-    static std::u16string MakeUnique(const std::u16string& base, const std::u16string& extension);
+    // What one attempt to make the file under a proposed name came to.
+    enum class EAttempt { Created, NameTaken, Failed };
+
+    // "<temp>/<base> - <thread id> (<16 hex digits>).<extension>", the digits from the system's
+    // unpredictable source; empty when that source fails. An empty extension gives no dot.
+    static std::u16string MakeUnpredictable(const std::u16string& base, const std::u16string& extension);
+
+    // Proposes names until create makes the file under one (which must fail, not reuse, when the
+    // name exists), or fails for another reason than the name. path is the last name proposed.
+    static bool Create(const std::u16string& base, const std::u16string& extension,
+                       const std::function<EAttempt(const std::u16string&)>& create, std::u16string& path);
 };
 
 }  // namespace zu::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace zu::platform {
@@ -56,6 +57,12 @@ bool IsDirectory(const std::u16string& path);
 bool CreateFolders(const std::u16string& folder);
 // Creates one folder whose parent exists; true when it exists afterwards.
 bool MakeFolder(const std::u16string& folder);
+// Writes bytes at the end of the named file, creating it when it does not exist; when the file is
+// empty, what prefixWhenEmpty makes goes before them. Each call is one write at the end, whole,
+// however many threads and processes append to the file at once. Holds no lock and shares the
+// file for reading and writing. False when the file cannot be opened or written.
+bool AppendToFileByName(const std::u16string& path, const std::string& bytes,
+                        const std::function<std::string()>& prefixWhenEmpty);
 // Atomically replaces `target` with `source` (both on the same volume).
 bool ReplaceFileWith(const std::u16string& source, const std::u16string& target);
 // The folder part of a path, without the trailing separator ("" when there is none).

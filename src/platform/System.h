@@ -2,6 +2,7 @@
 // environment and the per-user folders.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -21,6 +22,9 @@ void YieldThread();
 int OperatingSystemClass();
 
 void DebuggerOutput(const std::u16string& text);
+
+// Fills the buffer from the system's source of unpredictable bytes; false when it cannot.
+bool RandomBytes(void* pBuffer, size_t nBytes);
 
 // Empty when unset.
 std::u16string GetEnvironmentText(const char16_t* pszName);

@@ -10,8 +10,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <random>
 #include <thread>
+#include <vector>
 
 using namespace zutest;
 using zu::platform::FileSizeByName;
@@ -165,10 +167,22 @@ TEST(CircleBufferIndexTest, RewindAndSkipStayWithinWhatTheRingStillHolds)
     EXPECT_EQ(ReadOut(ring, 2), "45") << "a rewind across the end of the memory";
 }
 
-TEST(CircleBufferFileTest, TemporaryFileIsNamedAfterTheThreadAndRemoved)
+// Links planted at the names a ring's file could be foreseen to take (the thread's own, then
+// numbered) are neither followed nor truncated; the ring's file is new, private and removed.
+TEST(CircleBufferFileTest, TemporaryFileTakesANameNobodyCouldPlantAndIsRemoved)
 {
-    const std::u16string expected = zu::platform::TempFolder() + u"Circle Buffer - " +
-                                    zu::platform::Utf16FromUtf8(std::to_string(zu::platform::CurrentThreadId()));
+    CTempFolder folder;
+    const CScopedTempFolder temp(folder.Path());
+    const std::u16string stem =
+        folder.Path() + u"Circle Buffer - " + zu::platform::Utf16FromUtf8(std::to_string(zu::platform::CurrentThreadId()));
+    const std::string precious = "somebody else's file";
+    WriteFile(folder.File(u"victim"), precious);
+    // Where the system makes no links (Wine) the names are still checked.
+    std::vector<std::u16string> links;
+    for (const std::u16string& link : {stem + u".dat", stem + u" (1).dat", stem + u" (2).dat"}) {
+        if (MakeSymbolicLink(folder.File(u"victim"), link))
+            links.push_back(link);
+    }
     std::u16string firstPath;
     std::u16string secondPath;
     {
@@ -177,11 +191,22 @@ TEST(CircleBufferFileTest, TemporaryFileIsNamedAfterTheThreadAndRemoved)
         firstPath = first.GetPath();
         secondPath = second.GetPath();
         ASSERT_TRUE(first.HasMemory() && second.HasMemory());
-        EXPECT_EQ(firstPath, expected + u".dat");
-        EXPECT_EQ(secondPath.substr(0, expected.size()), expected);
-        EXPECT_NE(secondPath, firstPath) << "a name already taken is not reused";
+        EXPECT_EQ(firstPath.substr(0, stem.size() + 2), stem + u" (");
+        EXPECT_NE(secondPath, firstPath);
+        for (const std::u16string& path : {firstPath, secondPath}) {
+            EXPECT_FALSE(IsSymbolicLink(path)) << Utf8(path);
+            EXPECT_EQ(FileSizeByName(path), 4096) << Utf8(path);
+            if (!RunningOnWindows()) {
+                EXPECT_EQ(std::filesystem::status(std::filesystem::path(path)).permissions() & std::filesystem::perms::all,
+                          std::filesystem::perms::owner_read | std::filesystem::perms::owner_write)
+                    << "only its owner may read the read-ahead data";
+            }
+        }
         WriteIn(first, "some bytes");
     }
+    EXPECT_EQ(ReadFile(folder.File(u"victim")), precious) << "a planted link was followed";
+    for (const std::u16string& link : links)
+        EXPECT_TRUE(IsSymbolicLink(link)) << Utf8(link);
     EXPECT_EQ(FileSizeByName(firstPath), -1);
     EXPECT_EQ(FileSizeByName(secondPath), -1);
 }

@@ -9,6 +9,8 @@
 
 using namespace zutest;
 using zu::platform::CMappedFile;
+using zu::platform::EMappedFileFailure;
+using zu::platform::EMappedFileName;
 
 TEST(MappedFileTest, ViewIsTheFileAndANewMappingReplacesIt)
 {
@@ -51,4 +53,32 @@ TEST(MappedFileTest, FailureLeavesNothingMapped)
     ASSERT_TRUE(mapping.Create(folder.File(u"ok.dat"), 4096));
     EXPECT_FALSE(mapping.Create(folder.File(u"missing folder/ring.dat"), 4096));
     EXPECT_EQ(mapping.Data(), nullptr) << "a failed Create drops the view held before";
+}
+
+// A name that is taken, by a file or by a link (even one whose target is missing), fails a
+// new-only Create and is left exactly as it was.
+TEST(MappedFileTest, NewOnlyNeverReusesOrFollowsWhatHoldsTheName)
+{
+    CTempFolder folder;
+    WriteFile(folder.File(u"existing.dat"), "kept");
+    CMappedFile mapping;
+    EXPECT_FALSE(mapping.Create(folder.File(u"existing.dat"), 4096, EMappedFileName::NewOnly));
+    EXPECT_EQ(mapping.LastFailure(), EMappedFileFailure::NameTaken);
+    EXPECT_EQ(ReadFile(folder.File(u"existing.dat")), "kept");
+
+    const std::u16string link = folder.File(u"link.dat");
+    const std::u16string dangling = folder.File(u"dangling.dat");
+    if (!MakeSymbolicLink(folder.File(u"existing.dat"), link) ||
+        !MakeSymbolicLink(folder.File(u"target-that-is-missing"), dangling))
+        GTEST_SKIP() << "this system makes no symbolic links here";
+    EXPECT_FALSE(mapping.Create(link, 4096, EMappedFileName::NewOnly));
+    EXPECT_EQ(mapping.LastFailure(), EMappedFileFailure::NameTaken);
+    EXPECT_EQ(ReadFile(folder.File(u"existing.dat")), "kept");
+    EXPECT_FALSE(mapping.Create(dangling, 4096, EMappedFileName::NewOnly));
+    EXPECT_EQ(zu::platform::FileSizeByName(folder.File(u"target-that-is-missing")), -1)
+        << "a dangling link made its target";
+
+    ASSERT_TRUE(mapping.Create(folder.File(u"new.dat"), 4096, EMappedFileName::NewOnly));
+    EXPECT_EQ(mapping.LastFailure(), EMappedFileFailure::None);
+    EXPECT_EQ(zu::platform::FileSizeByName(folder.File(u"new.dat")), 4096);
 }

@@ -1,6 +1,8 @@
 #include "platform/File.h"
 
 #include "platform/Text.h"
+#include "platform/Thread.h"
+#include "platform/posix/Descriptor.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -89,7 +91,11 @@ void CFile::Close()
 {
     if (m_hFile < 0)
         return;
-    ::close(static_cast<int>(m_hFile));
+    // close is a cancellation point, and a kill acted on inside a destructor ends the process.
+    {
+        const CNoKillScope noKill;
+        ::close(static_cast<int>(m_hFile));
+    }
     m_hFile = -1;
     if (!m_DeleteOnClosePath.empty()) {
         DeleteFileByName(m_DeleteOnClosePath);
@@ -187,6 +193,22 @@ bool IsDirectory(const std::u16string& path)
 bool MakeFolder(const std::u16string& folder)
 {
     return ::mkdir(NativePath(folder).c_str(), 0777) == 0 || errno == EEXIST || Fail();
+}
+
+bool AppendToFileByName(const std::u16string& path, const std::string& bytes,
+                        const std::function<std::string()>& prefixWhenEmpty)
+{
+    if (path.empty())
+        return Fail(ENOENT);
+    const CDescriptor file(::open(NativePath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+    if (file.Get() < 0)
+        return Fail();
+    struct stat st;
+    const bool bEmpty = fstat(file.Get(), &st) == 0 && st.st_size == 0;
+    const std::string text = bEmpty ? prefixWhenEmpty() + bytes : bytes;
+    // One write: with O_APPEND it lands whole at the end, whoever else appends meanwhile.
+    const ssize_t nWritten = ::write(file.Get(), text.data(), text.size());
+    return nWritten == static_cast<ssize_t>(text.size()) || Fail(nWritten < 0 ? errno : EIO);
 }
 
 bool ReplaceFileWith(const std::u16string& source, const std::u16string& target)

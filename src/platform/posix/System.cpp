@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <cerrno>
 #include <sched.h>
+#include <sys/random.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -80,6 +82,21 @@ void DebuggerOutput(const std::u16string& text)
 {
     const std::string line = Utf8FromUtf16(text);
     fwrite(line.data(), 1, line.size(), stderr);
+}
+
+bool RandomBytes(void* pBuffer, size_t nBytes)
+{
+    auto* pBytes = static_cast<unsigned char*>(pBuffer);
+    while (nBytes > 0) {
+        const ssize_t nGot = getrandom(pBytes, nBytes, 0);
+        if (nGot < 0 && errno != EINTR)
+            return false;
+        if (nGot > 0) {
+            pBytes += nGot;
+            nBytes -= static_cast<size_t>(nGot);
+        }
+    }
+    return true;
 }
 
 std::u16string GetEnvironmentText(const char16_t* pszName)

@@ -1,5 +1,6 @@
 #include "platform/File.h"
 
+#include "platform/win32/Handle.h"
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
@@ -162,6 +163,22 @@ bool IsDirectory(const std::u16string& path)
 bool MakeFolder(const std::u16string& folder)
 {
     return CreateDirectoryW(Wide(folder), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
+}
+
+// With append rights alone, every write goes to the end of the file as it is at that moment.
+bool AppendToFileByName(const std::u16string& path, const std::string& bytes,
+                        const std::function<std::string()>& prefixWhenEmpty)
+{
+    const CHandle file(CreateFileW(Wide(path), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file.Get())
+        return false;
+    LARGE_INTEGER size;
+    const bool bEmpty = GetFileSizeEx(file.Get(), &size) && size.QuadPart == 0;
+    const std::string text = bEmpty ? prefixWhenEmpty() + bytes : bytes;
+    DWORD nWritten = 0;
+    return WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &nWritten, nullptr) &&
+           nWritten == text.size();
 }
 
 bool ReplaceFileWith(const std::u16string& source, const std::u16string& target)

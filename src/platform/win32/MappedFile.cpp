@@ -1,5 +1,6 @@
 #include "platform/MappedFile.h"
 
+#include "platform/win32/Handle.h"
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
@@ -9,28 +10,35 @@
 namespace zu::platform {
 namespace {
 
-// Closes a file or mapping handle once the view is made or has failed; the view keeps both alive.
-class CHandle {
-public:
-    explicit CHandle(HANDLE h) : m_h(h == INVALID_HANDLE_VALUE ? nullptr : h) {}
-    ~CHandle()
-    {
-        if (m_h)
-            CloseHandle(m_h);
-    }
-    CHandle(const CHandle&) = delete;
-    CHandle& operator=(const CHandle&) = delete;
-    HANDLE Get() const { return m_h; }
-
-private:
-    HANDLE m_h;
-};
-
+// A file that is not sparse gets its clusters when its end is set, so a full disk fails here.
 bool SetLength(HANDLE hFile, size_t nBytes)
 {
     LARGE_INTEGER length;
     length.QuadPart = static_cast<LONGLONG>(nBytes);
     return SetFilePointerEx(hFile, length, nullptr, FILE_BEGIN) && SetEndOfFile(hFile);
+}
+
+// CREATE_NEW refuses a name that exists; with the reparse point opened as itself, a link whose
+// target is missing counts as existing instead of being followed to create its target.
+HANDLE CreateBackingFile(const std::u16string& path, EMappedFileName name)
+{
+    const bool bNew = name == EMappedFileName::NewOnly;
+    // Read-ahead data is no document: keep the indexer away from it.
+    const DWORD nFlags = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED |
+                         (bNew ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
+    return CreateFileW(Wide(path), GENERIC_READ | GENERIC_WRITE, 0, nullptr, bNew ? CREATE_NEW : CREATE_ALWAYS, nFlags,
+                       nullptr);
+}
+
+EMappedFileFailure FailureOf(DWORD nError)
+{
+    switch (nError) {
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS: return EMappedFileFailure::NameTaken;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL: return EMappedFileFailure::NoSpace;
+    default: return EMappedFileFailure::Other;
+    }
 }
 
 }  // namespace
@@ -40,29 +48,31 @@ CMappedFile::~CMappedFile()
     Close();
 }
 
-bool CMappedFile::Create(const std::u16string& path, size_t nBytes)
+bool CMappedFile::Fail(uint32_t nError)
+{
+    m_Failure = FailureOf(nError);
+    m_nError = nError;
+    return false;
+}
+
+bool CMappedFile::Create(const std::u16string& path, size_t nBytes, EMappedFileName name)
 {
     Close();
     if (path.empty() || nBytes == 0)
-        return false;
-    const CHandle file(CreateFileW(Wide(path), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                   FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.Get())
-        return false;
-    // Read-ahead data is no document: keep the indexer away from it.
-    const DWORD attributes = GetFileAttributesW(Wide(path));
-    if (attributes != INVALID_FILE_ATTRIBUTES)
-        SetFileAttributesW(Wide(path), attributes | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED);
-    if (!SetLength(file.Get(), nBytes))
-        return false;
+        return Fail(ERROR_INVALID_PARAMETER);
+    const CHandle file(CreateBackingFile(path, name));
+    if (!file.Get() || !SetLength(file.Get(), nBytes))
+        return Fail(GetLastError());
     const CHandle mapping(CreateFileMappingW(file.Get(), nullptr, PAGE_READWRITE, 0, 0, nullptr));
     if (!mapping.Get())
-        return false;
+        return Fail(GetLastError());
     void* pView = MapViewOfFile(mapping.Get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, nBytes);
     if (!pView)
-        return false;
+        return Fail(GetLastError());
     m_pData = static_cast<unsigned char*>(pView);
     m_nBytes = nBytes;
+    m_Failure = EMappedFileFailure::None;
+    m_nError = 0;
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
+#include <ntsecapi.h>
 
 namespace zu::platform {
 namespace {
@@ -85,6 +86,19 @@ int OperatingSystemClass()
 void DebuggerOutput(const std::u16string& text)
 {
     OutputDebugStringW(Wide(text));
+}
+
+bool RandomBytes(void* pBuffer, size_t nBytes)
+{
+    auto* pBytes = static_cast<unsigned char*>(pBuffer);
+    while (nBytes > 0) {
+        const ULONG nPart = nBytes > 0x10000 ? 0x10000 : static_cast<ULONG>(nBytes);
+        if (!RtlGenRandom(pBytes, nPart))
+            return false;
+        pBytes += nPart;
+        nBytes -= nPart;
+    }
+    return true;
 }
 
 std::u16string GetEnvironmentText(const char16_t* pszName)
