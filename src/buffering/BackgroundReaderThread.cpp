@@ -111,8 +111,7 @@ int32_t CBackgroundReaderThread::ReadAhead()
     const bool bByPart = m_pStripper && !m_bInPlace;
     const uint32_t nLargestRead = std::max({nReadSize, kFallbackReadSize, static_cast<uint32_t>(std::max(m_nMetadataInterval, 0))});
     const uint32_t nChunkLimit = std::min(nLargestRead, kMaxChunk);
-    if (!m_bInPlace)
-        m_Chunk.resize(nChunkLimit);
+    m_Chunk.resize(nChunkLimit);
     while (!IsStopRequested()) {
         const uint32_t nWanted = bByPart ? m_pStripper->BytesToPartEnd() : nReadSize;
         if (ReadChunk(std::min(nWanted, nChunkLimit)) == 0)
@@ -184,14 +183,21 @@ uint32_t CBackgroundReaderThread::ReadFully(unsigned char* pBuffer, uint32_t nCo
     return nTotal;
 }
 
+// In place only with room to spare: the space a read fills is out of a step back's reach until the
+// read ends, and the bytes just behind the caller must stay within reach however long the child
+// takes. With less room the chunk goes through scratch space, which holds nothing while it waits.
 uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
 {
     unsigned char* pTarget = m_Chunk.data();
+    bool bInPlace = false;
     if (m_bInPlace) {
-        if (WaitForRoom(nSize) == 0)
+        const uint32_t nFree = WaitForRoom(nSize);
+        if (nFree == 0)
             return 0;
-        pTarget = m_Buffer.BeginWrite(nSize, nSize);
-        if (!pTarget)
+        bInPlace = nFree / 2 >= nSize;
+        if (!bInPlace)
+            ReleaseBufferQuery();
+        else if (!(pTarget = m_Buffer.BeginWrite(nSize, nSize)))
             return 0;
     }
     CChildRead read = ReadFromChild(pTarget, nSize);
@@ -199,14 +205,15 @@ uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
     if (read.nBytes == 0)
         WakeReaderIfServed();  // a reader that does not wait at the end returns now
     const bool bRetried = read.nBytes > 0 || m_pOwner->GetRetryTime() <= 0 || RetryEmptyRead(read, pTarget, nSize);
-    if (m_bInPlace) {
+    if (bInPlace) {
         m_Buffer.CommitWrite(read.nAudio);
         m_nWritePosition.fetch_add(read.nAudio, std::memory_order_acq_rel);
         WakeReaderIfServed();
     } else if (bRetried && !PutIntoBuffer(pTarget, read.nAudio)) {
         return 0;
     }
-    if (!bRetried)
+    // Stopped, the worker leaves the child alone: it may be being closed under this very read.
+    if (!bRetried || IsStopRequested())
         return 0;
     if (read.bShort && !IsChildAtKnownEnd())
         SleepMilliseconds(kShortChunkPauseMilliseconds);

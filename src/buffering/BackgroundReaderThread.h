@@ -100,7 +100,7 @@ private:
     VBufferedReader* const m_pOwner;
     int32_t m_nMetadataInterval = -1;
     const bool m_bIcy;  // asked for; stripping happens only once a usable interval is found
-    bool m_bInPlace = false;  // the child reads straight into the buffer's free space
+    bool m_bInPlace = false;  // the child may read straight into the buffer's free space
     CCircleBuffer m_Buffer;
     std::atomic<bool> m_bEndOfData{false};
     // Each side wakes the other at once: bytes came (or the body ended), room was made. The waits

@@ -7,6 +7,8 @@
 #include "platform/SystemString.h"
 
 #include <cstdlib>
+#include <exception>
+#include <limits>
 #include <new>
 
 using namespace zu;
@@ -32,38 +34,59 @@ VBufferedReader::~VBufferedReader()
 }
 
 ZUBOOL VBufferedReader::Open()
-{
+try {
     CFunctionLog log(LOG_READER, u"VBufferedReader::Open");
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     if (!m_pChild || !m_pChild->Open())
         return 0;
+    m_bClosed = false;
     return StartBuffering();
+} catch (const std::exception&) {
+    return 0;
 }
 
 void VBufferedReader::Close()
 {
     CFunctionLog log(LOG_READER, u"VBufferedReader::Close");
+    // A Read blocked in another thread holds the lock: the stop lets it return.
     SignalWorkerStop();
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
-    if (m_pWorker) {
-        // A child need not bear a Close in the middle of its own Read: let the worker leave it.
-        const uint32_t nStart = TickCount();
-        while (m_pWorker->IsRunning() && TickCount() - nStart < kCloseGraceMilliseconds)
-            SleepMilliseconds(1);
-    }
+    m_bClosed = true;
+    // A restart on another thread may have made a worker since, which that stop did not reach.
+    SignalWorkerStop();
+    StopWorkerForClose();
     if (m_pChild)
+        m_pChild->Close();
+}
+
+// A child need not bear a Close in the middle of its own Read: the worker leaves it first. A
+// remote child's read may wait for a stalled server for ever, though; after a grace the child is
+// closed under it, which is what a network reader's Close is for: it ends such a read at once.
+// The worker, stopped, makes no further call into the child after the read returns.
+void VBufferedReader::StopWorkerForClose()
+{
+    if (!m_pWorker)
+        return;
+    const uint32_t nStart = TickCount();
+    while (m_pWorker->IsRunning() && TickCount() - nStart < kCloseGraceMilliseconds)
+        SleepMilliseconds(1);
+    if (m_pWorker->IsRunning() && m_pChild && m_pChild->IsRemote())
         m_pChild->Close();
     ReplaceWorker(nullptr);
 }
 
 uint32_t VBufferedReader::Read(void* pBuffer, uint32_t nCount)
-{
+try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
-    if (m_bBuffering && !m_pWorker)
+    // Closed, the child has nothing to read ahead; a worker started now would read it while a
+    // later Open opens it again.
+    if (m_bBuffering && !m_pWorker && !m_bClosed)
         StartBuffering();
     if (m_pWorker)
         return m_pWorker->ReadBuffered(pBuffer, nCount);
     return m_pChild ? m_pChild->Read(pBuffer, nCount) : 0;
+} catch (const std::exception&) {
+    return 0;
 }
 
 int64_t VBufferedReader::GetLength()
@@ -83,15 +106,17 @@ int64_t VBufferedReader::GetPosition()
     return m_pChild ? m_pChild->GetPosition() : 0;
 }
 
-// Both +n and -n count n bytes back from the end; the distance is the offset's low 32 bits.
+// Both +n and -n count n bytes back from the end. Distances of 2 GiB and more are not supported
+// from the end: such an offset is refused rather than read as its low 32 bits.
 int64_t VBufferedReader::SeekFromEnd(int64_t nOffset)
 {
-    const auto nDistance = static_cast<int32_t>(static_cast<uint32_t>(nOffset));
-    return GetLength() - std::llabs(static_cast<int64_t>(nDistance));
+    if (nOffset < std::numeric_limits<int32_t>::min() || nOffset > std::numeric_limits<int32_t>::max())
+        return -1;
+    return GetLength() - std::llabs(nOffset);
 }
 
 int64_t VBufferedReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
-{
+try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     if (!m_pWorker)
         return m_pChild ? m_pChild->SetPosition(nOffset, nOrigin) : -1;
@@ -101,7 +126,8 @@ int64_t VBufferedReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
         nTarget = nOffset;
         break;
     case ZU_SEEK_CURRENT:
-        nTarget = GetPosition() + nOffset;
+        if (__builtin_add_overflow(GetPosition(), nOffset, &nTarget))
+            return -1;
         break;
     case ZU_SEEK_END:
         nTarget = SeekFromEnd(nOffset);
@@ -122,6 +148,8 @@ int64_t VBufferedReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
     const int64_t nPosition = SetPosition(nTarget, ZU_SEEK_BEGIN);
     StartBuffering();
     return nPosition;
+} catch (const std::exception&) {
+    return -1;
 }
 
 void VBufferedReader::SetBufferInFile(ZUBOOL bInFile)
@@ -131,9 +159,10 @@ void VBufferedReader::SetBufferInFile(ZUBOOL bInFile)
 }
 
 void VBufferedReader::SetBufferFile(const ZUCHAR* pszPath)
-{
+try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_BufferFile = pszPath ? reinterpret_cast<const char16_t*>(pszPath) : u"";
+} catch (const std::exception&) {
 }
 
 void VBufferedReader::SetRetryTime(int32_t nMilliseconds)
@@ -161,7 +190,7 @@ void VBufferedReader::SetBufferSize(uint32_t nBytes)
 }
 
 void VBufferedReader::SetBuffering(ZUBOOL bBuffering)
-{
+try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     const bool bChanged = (bBuffering != 0) != (m_bBuffering != 0);
     m_bBuffering = bBuffering;
@@ -171,12 +200,17 @@ void VBufferedReader::SetBuffering(ZUBOOL bBuffering)
     StopBuffering();
     if (m_pChild)
         m_pChild->SetPosition(nPosition, ZU_SEEK_BEGIN);
+} catch (const std::exception&) {
 }
 
 ZUBOOL VBufferedReader::StartBuffering()
-{
+try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     if (m_pWorker) {
+        // A worker that has ended runs again with a new stop event: under the pointer's lock, so
+        // that a stop signalled from another thread meets neither the old event as it is closed
+        // nor a flag about to be cleared.
+        std::lock_guard<std::mutex> pointerLock(m_WorkerLock);
         m_pWorker->Start(PRIORITY_NORMAL, 0);
         return 0;
     }
@@ -192,6 +226,8 @@ ZUBOOL VBufferedReader::StartBuffering()
     const bool bHasMemory = pWorker->HasMemory();
     ReplaceWorker(std::move(pWorker));
     return bHasMemory ? 1 : 0;
+} catch (const std::exception&) {
+    return 0;
 }
 
 ZUBOOL VBufferedReader::StopBuffering()
@@ -227,7 +263,7 @@ float VBufferedReader::GetBufferFullness()
 }
 
 ZUBSTR VBufferedReader::GetStreamTitle()
-{
+try {
     std::string title;
     {
         std::lock_guard<std::mutex> lock(m_WorkerLock);
@@ -235,6 +271,8 @@ ZUBSTR VBufferedReader::GetStreamTitle()
             title = m_pWorker->GetTitle();
     }
     return AllocSystemString(CIcyMetadata::TitleToText(title));
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 void VBufferedReader::SignalWorkerStop()

@@ -6,7 +6,9 @@
 //
 // One lock serialises the caller's operations, a blocking Read included. The worker never takes
 // it: it reads the settings it needs from atomics and shares only the circle buffer. A stop is
-// signalled before the lock is taken, so that a Read blocked in another thread returns at once.
+// signalled before the lock is taken, so that a Read blocked in another thread returns at once,
+// and again under it for a worker that another thread's restart made meanwhile. The child is
+// closed only once the worker has left it (or, for a remote child, to end a read that waits).
 #pragma once
 
 #include "buffering/WrappingReader.h"
@@ -68,6 +70,7 @@ private:
     // Both the worker pointer's lock and the reader's are held while the worker is replaced.
     void ReplaceWorker(std::unique_ptr<CBackgroundReaderThread> pWorker);
     void SignalWorkerStop();
+    void StopWorkerForClose();
     int64_t SeekFromEnd(int64_t nOffset);
 
     std::recursive_mutex m_Lock;
@@ -81,5 +84,6 @@ private:
     std::atomic<int32_t> m_nRetryTime{0};
     ZUBOOL m_bIcyMetadata = 0;
     ZUBOOL m_bBuffering = 1;
+    bool m_bClosed = false;  // by Close, until the next Open
     std::atomic<bool> m_bWaitAtEnd{true};
 };

@@ -32,12 +32,21 @@ uint32_t VCirclingReader::Read(void* pBuffer, uint32_t nCount)
 }
 
 // An end behind the current position lies in the next lap: the rest of this lap, then the part of
-// the next one from the restart position up to the end.
+// the next one from the restart position up to the end. Positions are the host's and the child's
+// to set (an unknown one is -1): a distance beyond 64 bits counts as no limit.
 int64_t VCirclingReader::BytesBeforeEndOfStream(int64_t nEnd, int64_t nPosition)
 {
+    constexpr int64_t kNoLimit = std::numeric_limits<int64_t>::max();
+    int64_t nBefore;
     if (nEnd >= nPosition)
-        return nEnd - nPosition;
-    return (GetLength() - nPosition) + (nEnd - m_nRestartPosition);
+        return __builtin_sub_overflow(nEnd, nPosition, &nBefore) ? kNoLimit : nBefore;
+    int64_t nRestOfLap;
+    int64_t nNextLap;
+    if (__builtin_sub_overflow(GetLength(), nPosition, &nRestOfLap) ||
+        __builtin_sub_overflow(nEnd, m_nRestartPosition, &nNextLap) ||
+        __builtin_add_overflow(nRestOfLap, nNextLap, &nBefore))
+        return kNoLimit;
+    return nBefore;
 }
 
 int64_t VCirclingReader::ReadInt64(void* pBuffer, int64_t nBytes, ZUBOOL bWrap)

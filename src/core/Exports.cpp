@@ -1,4 +1,6 @@
-// The library's exported functions. Factories only construct; nothing here opens or logs.
+// The library's exported functions. Factories only construct; nothing here opens or logs. No
+// exception leaves an export: a constructor that runs out of memory (new(std::nothrow) covers only
+// the object's own allocation, not what its constructor allocates) makes the factory answer null.
 #include <zureader/ZUReader.h>
 
 #include "buffering/BufferedReader.h"
@@ -12,6 +14,7 @@
 #include "net/InternetReader.h"
 
 #include <atomic>
+#include <exception>
 #include <memory>
 #include <new>
 #include <string>
@@ -32,17 +35,21 @@ std::atomic<int> g_nStartupCount{0};
 }  // namespace
 
 VReader* GetLocalReader(const ZUCHAR* pszPath)
-{
+try {
     return new (std::nothrow) CLocalReader(pszPath);
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 VReader* GetInternetReader(const ZUCHAR* pszURL)
-{
+try {
     return new (std::nothrow) CInternetReader(pszURL);
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 VReader* GetGenericReader(const ZUCHAR* pszLocation)
-{
+try {
     const std::u16string location = pszLocation ? reinterpret_cast<const char16_t*>(pszLocation) : u"";
     if (location.find(u"://") == std::u16string::npos)
         return GetLocalReader(pszLocation);
@@ -59,10 +66,12 @@ VReader* GetGenericReader(const ZUCHAR* pszLocation)
     url.SetScheme(u"http");
     const std::u16string rewritten = url.Rebuild();
     return GetInternetReader(reinterpret_cast<const ZUCHAR*>(rewritten.c_str()));
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL bCopy)
-{
+try {
     std::unique_ptr<CMemoryReader> pReader(new (std::nothrow) CMemoryReader(ZU_READER_MEMORY));
     if (!pReader)
         return nullptr;
@@ -71,14 +80,18 @@ VReader* GetMemoryReader(const void* pData, int32_t nLength, ZUBOOL bCopy)
     else if (!pReader->Copy(pData, nLength))
         return nullptr;
     return pReader.release();
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 VReader* GetStringReader(const ZUCHAR* pszText, ZUBOOL bAnsi)
-{
+try {
     std::unique_ptr<CMemoryReader> pReader(new (std::nothrow) CMemoryReader(ZU_READER_STRING));
     if (!pReader || !pReader->CopyText(pszText, bAnsi != 0))
         return nullptr;
     return pReader.release();
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 namespace {
@@ -87,7 +100,11 @@ namespace {
 template <class TWrapper, class... TArgs>
 VReader* WrapOwned(VReader* pInner, TArgs... args)
 {
-    VReader* pReader = new (std::nothrow) TWrapper(pInner, args...);
+    VReader* pReader = nullptr;
+    try {
+        pReader = new (std::nothrow) TWrapper(pInner, args...);
+    } catch (const std::exception&) {
+    }
     if (!pReader)
         delete pInner;
     return pReader;
@@ -125,6 +142,8 @@ ZUBOOL ZUReaderUninitialize(ZUBOOL bFlag)
 }
 
 ZUBOOL ZUReaderSetHostCallbacks(const ZUHostCallbacks* pCallbacks)
-{
+try {
     return zu::host::CHostCallbacks::Install(pCallbacks) ? 1 : 0;
+} catch (const std::exception&) {
+    return 0;
 }

@@ -3,6 +3,8 @@
 #include "core/FunctionLog.h"
 #include "platform/System.h"
 
+#include <exception>
+
 using namespace zu;
 using namespace zu::platform;
 
@@ -41,7 +43,7 @@ bool CLocalReader::OpenFile(uint32_t nDisposition)
 }
 
 ZUBOOL CLocalReader::OpenInternal(bool bCreate)
-{
+try {
     CFunctionLog log(LOG_READER, u"CLocalReader::OpenInternal");
     if (m_bOpen)
         return 1;
@@ -75,10 +77,12 @@ ZUBOOL CLocalReader::OpenInternal(bool bCreate)
     if (m_nPendingPosition != 0)
         SetPosition(m_nPendingPosition, m_nPendingOrigin);
     return 1;
+} catch (const std::exception&) {
+    return 0;
 }
 
 void CLocalReader::Close()
-{
+try {
     CFunctionLog log(LOG_READER, u"CLocalReader::Close");
     if (!m_bOpen)
         return;
@@ -87,6 +91,7 @@ void CLocalReader::Close()
     m_bOpen = 0;
     if (m_bDeleteOnClose)
         DeleteFileByName(m_Path);
+} catch (const std::exception&) {
 }
 
 // Reads until the count is complete or the system delivers nothing, so a short count means end
@@ -121,8 +126,10 @@ uint32_t CLocalReader::Write(const void* pBuffer, uint32_t nCount)
 }
 
 int64_t CLocalReader::GetLength()
-{
+try {
     return m_File.IsOpen() ? m_File.Size() : FileSizeByName(m_Path);
+} catch (const std::exception&) {
+    return -1;
 }
 
 int64_t CLocalReader::GetPosition()

@@ -8,6 +8,7 @@
 #include "platform/Thread.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace zu {
@@ -47,6 +48,18 @@ host::CLogSettings::CValues ReadDebugSettings()
     return values;
 }
 
+// UTF-16LE on disk whatever the host's byte order.
+std::string LittleEndian(const std::u16string& text)
+{
+    std::string bytes;
+    bytes.reserve(text.size() * 2);
+    for (char16_t c : text) {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>(c >> 8);
+    }
+    return bytes;
+}
+
 void FinishLine(std::u16string& line)
 {
     if (line.size() > CLog::kMaxLineLength) {
@@ -80,22 +93,26 @@ void CLog::Reload()
     RefreshFromSharedSettings();
 }
 
+// Out of memory, the logger keeps the settings it has and tries again next time.
 void CLog::RefreshFromSharedSettings()
-{
+try {
     host::CLogSettings& shared = host::CLogSettings::Instance();
     const uint32_t nGeneration = shared.Generation();
     if (nGeneration == m_nSeenGeneration.load(std::memory_order_acquire))
         return;
     const host::CLogSettings::CValues values = shared.Snapshot();
-    {
-        std::lock_guard<std::mutex> lock(m_Lock);
-        m_Path = values.path;
+    const CPath* pCurrent = m_pPath.load(std::memory_order_acquire);
+    if (!pCurrent || pCurrent->text != values.path) {
+        auto* pPath = new CPath{values.path, pCurrent};
+        while (!m_pPath.compare_exchange_weak(pPath->pReplaced, pPath, std::memory_order_acq_rel))
+            ;
     }
     m_nMask.store(values.nMask);
     m_bDebugStrings.store(values.bDebugStrings);
     m_bFile.store(values.bFile);
     m_nStartTicks.store(values.nStartTicks);
     m_nSeenGeneration.store(nGeneration, std::memory_order_release);
+} catch (const std::exception&) {
 }
 
 const char16_t* CLog::CategoryName(uint32_t nCategory)
@@ -111,6 +128,8 @@ void CLog::WriteLine(uint32_t nCategory, const char16_t* pszName, const std::u16
 {
     if (!IsListening(nCategory))
         return;
+    // A line is written whole or not at all: a kill is held off until it is out (Linux).
+    platform::CNoKillScope noKill;
     const uint32_t nElapsed = platform::TickCount() - m_nStartTicks.load(std::memory_order_relaxed);
     std::u16string line = Format(u"%07d: %d: %s: %s: ", static_cast<int>(nElapsed), platform::CurrentThreadId(),
                                  CategoryName(nCategory), pszName ? pszName : u"");
@@ -123,13 +142,8 @@ void CLog::WriteLine(uint32_t nCategory, const char16_t* pszName, const std::u16
         if (m_bDebugStrings.load(std::memory_order_relaxed))
             platform::DebuggerOutput(line);
     }
-    if (m_nListeners.load(std::memory_order_acquire) != 0) {
-        std::lock_guard<std::mutex> lock(m_Lock);
-        for (CListener& listener : m_Listeners) {
-            if (listener.nMask & nCategory)
-                listener.lines.push_back(line);
-        }
-    }
+    if (m_nListeners.load(std::memory_order_acquire) != 0)
+        PassToListeners(nCategory, line);
 }
 
 std::u16string CLog::FileHeader() const
@@ -138,68 +152,96 @@ std::u16string CLog::FileHeader() const
                   host::CAppInfo::ApplicationVersion(), static_cast<int>(m_nMask.load()));
 }
 
+// One append per line, which the system keeps whole against other threads' and processes'.
 void CLog::AppendToFile(const std::u16string& line)
 {
-    // Opening and writing are cancellation points: a worker killed there would leave the log
-    // locked for every other thread. Declared before the lock so the kill waits for the unlock.
-    platform::CNoKillScope noKill;
-    std::lock_guard<std::mutex> lock(m_Lock);
-    if (m_Path.empty())
+    const CPath* pPath = m_pPath.load(std::memory_order_acquire);
+    if (!pPath || pPath->text.empty())
         return;
-    platform::CFile file;
-    if (!file.Open(m_Path, platform::FILE_ACCESS_WRITE,
-                   platform::FILE_SHARE_READ_BIT | platform::FILE_SHARE_WRITE_BIT, platform::FILE_OPEN_ALWAYS))
-        return;
-    const int64_t nEnd = file.Seek(0, 2);
-    if (nEnd < 0)
-        return;
-    std::u16string text;
-    if (nEnd == 0)
-        text = u"\xFEFF" + FileHeader();  // the byte-order mark, written little-endian below
-    text += line;
-    // UTF-16LE on disk whatever the host's byte order.
-    std::string bytes;
-    bytes.reserve(text.size() * 2);
-    for (char16_t c : text) {
-        bytes += static_cast<char>(c & 0xFF);
-        bytes += static_cast<char>(c >> 8);
+    // The byte-order mark, written little-endian like the rest, leads a new file.
+    platform::AppendToFileByName(pPath->text, LittleEndian(line),
+                                 [this] { return LittleEndian(u"\xFEFF" + FileHeader()); });
+}
+
+void CLog::PassToListeners(uint32_t nCategory, const std::u16string& line)
+{
+    for (CListenerSlot& slot : m_Listeners) {
+        const int nId = slot.nId.load(std::memory_order_acquire);
+        if (nId <= 0 || !(slot.nMask.load(std::memory_order_acquire) & nCategory))
+            continue;
+        auto* pLine = new CLine{nId, line, slot.pLines.load(std::memory_order_relaxed)};
+        while (!slot.pLines.compare_exchange_weak(pLine->pNext, pLine, std::memory_order_release,
+                                                  std::memory_order_relaxed))
+            ;
     }
-    uint32_t nWritten = 0;
-    file.Write(bytes.data(), static_cast<uint32_t>(bytes.size()), nWritten);
+}
+
+void CLog::FreeLines(CLine* pLines)
+{
+    while (pLines) {
+        CLine* pNext = pLines->pNext;
+        delete pLines;
+        pLines = pNext;
+    }
+}
+
+CLog::CListenerSlot* CLog::FindListener(int nListener)
+{
+    for (CListenerSlot& slot : m_Listeners) {
+        if (nListener > 0 && slot.nId.load(std::memory_order_acquire) == nListener)
+            return &slot;
+    }
+    return nullptr;
 }
 
 int CLog::AddListener(uint32_t nMask)
 {
-    std::lock_guard<std::mutex> lock(m_Lock);
-    const int nId = m_nNextListener++;
-    m_Listeners.push_back(CListener{nId, nMask, {}});
-    m_nListeners.store(static_cast<int>(m_Listeners.size()), std::memory_order_release);
-    return nId;
+    const int nId = m_nNextListener.fetch_add(1);
+    for (CListenerSlot& slot : m_Listeners) {
+        int nFree = 0;
+        if (!slot.nId.compare_exchange_strong(nFree, -1))
+            continue;
+        // Lines a writer pushed for the slot's previous listener after it went.
+        FreeLines(slot.pLines.exchange(nullptr, std::memory_order_acquire));
+        slot.nMask.store(nMask, std::memory_order_relaxed);
+        slot.nId.store(nId, std::memory_order_release);
+        m_nListeners.fetch_add(1, std::memory_order_acq_rel);
+        return nId;
+    }
+    return 0;
 }
 
 std::vector<std::u16string> CLog::DrainListener(int nListener)
 {
-    std::lock_guard<std::mutex> lock(m_Lock);
-    for (CListener& listener : m_Listeners) {
-        if (listener.nId == nListener)
-            return std::exchange(listener.lines, {});
+    std::vector<std::u16string> lines;
+    CListenerSlot* pSlot = FindListener(nListener);
+    if (!pSlot)
+        return lines;
+    CLine* pLines = pSlot->pLines.exchange(nullptr, std::memory_order_acquire);
+    for (const CLine* pLine = pLines; pLine; pLine = pLine->pNext) {
+        if (pLine->nListener == nListener)
+            lines.push_back(pLine->text);
     }
-    return {};
+    FreeLines(pLines);
+    std::reverse(lines.begin(), lines.end());  // pushed newest first
+    return lines;
 }
 
 void CLog::RemoveListener(int nListener)
 {
-    std::lock_guard<std::mutex> lock(m_Lock);
-    m_Listeners.erase(std::remove_if(m_Listeners.begin(), m_Listeners.end(),
-                                     [nListener](const CListener& listener) { return listener.nId == nListener; }),
-                      m_Listeners.end());
-    m_nListeners.store(static_cast<int>(m_Listeners.size()), std::memory_order_release);
+    CListenerSlot* pSlot = FindListener(nListener);
+    if (!pSlot)
+        return;
+    // Emptied while still its own: once free, the slot may be taken by the next listener at once.
+    FreeLines(pSlot->pLines.exchange(nullptr, std::memory_order_acquire));
+    pSlot->nId.store(0, std::memory_order_release);
+    m_nListeners.fetch_sub(1, std::memory_order_acq_rel);
 }
 
 std::u16string CLog::GetPath() const
 {
-    std::lock_guard<std::mutex> lock(m_Lock);
-    return m_Path;
+    const CPath* pPath = m_pPath.load(std::memory_order_acquire);
+    return pPath ? pPath->text : std::u16string();
 }
 
 }  // namespace zu

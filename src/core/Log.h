@@ -7,8 +7,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <exception>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -31,10 +31,15 @@ enum : uint32_t {
     LOG_PODCAST = 0x2000
 };
 
+// Writing a line takes no lock, so that no thread (a worker killed in the middle of a line
+// included) can hold up another's logging: the path is swapped whole, listeners' lines are pushed
+// onto lock-free lists, and the file is appended to in one write per line.
 class CLog {
 public:
     static constexpr size_t kMaxLineLength = 4096;
     static constexpr uint32_t kDefaultMask = 0x7FFFFFFF;
+    // Listeners at once; AddListener answers 0 when all are taken.
+    static constexpr int kMaxListeners = 32;
 
     // The logger, made on first use; null when the host services it needs are missing.
     static CLog* Get();
@@ -52,11 +57,17 @@ public:
     template <class... TArgs>
     void Write(uint32_t nCategory, const char16_t* pszName, const char16_t* pszFormat, const TArgs&... args)
     {
-        if (IsListening(nCategory))
+        if (!IsListening(nCategory))
+            return;
+        // Logging never fails the operation that logs: a line that cannot be made is dropped.
+        try {
             WriteLine(nCategory, pszName, Format(pszFormat, args...));
+        } catch (const std::exception&) {
+        }
     }
 
-    // Builds the line around an already formatted message and hands it out.
+    // Builds the line around an already formatted message and hands it out. Throws only when
+    // memory runs out.
     void WriteLine(uint32_t nCategory, const char16_t* pszName, const std::u16string& message);
 
     // Copies mask, flags, path and start ticks from the shared log settings when they changed.
@@ -73,14 +84,29 @@ public:
     std::u16string GetPath() const;
 
 private:
-    struct CListener {
-        int nId;
-        uint32_t nMask;
-        std::vector<std::u16string> lines;
+    // A path once set is never freed: a line being written may still read the one it replaced.
+    struct CPath {
+        std::u16string text;
+        const CPath* pReplaced;
+    };
+    // A listener's lines, newest first; each carries the listener it was meant for, so that a line
+    // pushed while its listener went and another came in its slot is dropped, not misdelivered.
+    struct CLine {
+        int nListener;
+        std::u16string text;
+        CLine* pNext;
+    };
+    struct CListenerSlot {
+        std::atomic<int> nId{0};  // 0 free, -1 being set up
+        std::atomic<uint32_t> nMask{0};
+        std::atomic<CLine*> pLines{nullptr};
     };
 
     CLog();
     void AppendToFile(const std::u16string& line);
+    void PassToListeners(uint32_t nCategory, const std::u16string& line);
+    CListenerSlot* FindListener(int nListener);
+    static void FreeLines(CLine* pLines);
     std::u16string FileHeader() const;
 
     std::atomic<uint32_t> m_nMask{0};
@@ -89,10 +115,9 @@ private:
     std::atomic<uint32_t> m_nStartTicks{0};
     std::atomic<uint32_t> m_nSeenGeneration{0};
     std::atomic<int> m_nListeners{0};
-    std::u16string m_Path;
-    std::vector<CListener> m_Listeners;
-    int m_nNextListener = 1;
-    mutable std::mutex m_Lock;  // path and listeners; also keeps appends to the file whole
+    std::atomic<const CPath*> m_pPath{nullptr};
+    CListenerSlot m_Listeners[kMaxListeners];
+    std::atomic<int> m_nNextListener{1};
 };
 
 // One formatted line without a scoped object.

@@ -4,6 +4,7 @@
 #include "platform/Text.h"
 
 #include <cstring>
+#include <limits>
 #include <new>
 
 using namespace zu;
@@ -87,9 +88,13 @@ int64_t CMemoryReader::GetPosition()
     return m_nPosition;
 }
 
-// An unknown origin keeps the position; the result is clamped to the data either way.
+// An unknown origin keeps the position; the result is clamped to the data either way. A target
+// beyond what 64 bits hold is no place at all, nor is an offset whose distance they cannot hold
+// (the most negative one, which has no positive counterpart): refused, and the position stays.
 int64_t CMemoryReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
 {
+    if (nOffset == std::numeric_limits<int64_t>::min())
+        return -1;
     int64_t nBase = 0;
     switch (nOrigin) {
     case ZU_SEEK_BEGIN: nBase = 0; break;
@@ -97,10 +102,9 @@ int64_t CMemoryReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
     case ZU_SEEK_END: nBase = m_nLength; break;
     default: nBase = m_nPosition, nOffset = 0; break;
     }
-    // The offset is whatever the caller passes; a sum beyond 64 bits saturates like any far seek.
     int64_t nTarget;
     if (__builtin_add_overflow(nBase, nOffset, &nTarget))
-        nTarget = nOffset < 0 ? 0 : m_nLength;
+        return -1;
     m_nPosition = nTarget < 0 ? 0 : (nTarget > m_nLength ? m_nLength : nTarget);
     return m_nPosition;
 }

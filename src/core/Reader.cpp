@@ -3,6 +3,8 @@
 #include "core/DecimalText.h"
 #include "platform/SystemString.h"
 
+#include <exception>
+
 VReader::~VReader() = default;
 
 uint32_t VReader::GetType()
@@ -37,9 +39,9 @@ void VReader::SetPostData(const void* pData, uint32_t nLength)
 }
 
 // "KEY|VALUE|KEY|VALUE": fields are taken in pairs; an odd last field is a key without a value and
-// is ignored rather than guessed at.
+// is ignored rather than guessed at. With memory gone, the pairs not yet stored are dropped.
 void VReader::SetOptions(const ZUCHAR* pszOptions)
-{
+try {
     if (!pszOptions)
         return;
     const std::u16string text(reinterpret_cast<const char16_t*>(pszOptions));
@@ -59,14 +61,17 @@ void VReader::SetOptions(const ZUCHAR* pszOptions)
         bHaveKey = !bHaveKey;
         start = end + 1;
     }
+} catch (const std::exception&) {
 }
 
+// With memory gone the option is dropped: nothing may be thrown at the host.
 void VReader::SetOption(const ZUCHAR* pszKey, const ZUCHAR* pszValue)
-{
+try {
     if (!pszKey)
         return;
     std::u16string value = pszValue ? std::u16string(reinterpret_cast<const char16_t*>(pszValue)) : std::u16string();
     m_Options[reinterpret_cast<const char16_t*>(pszKey)] = std::move(value);
+} catch (const std::exception&) {
 }
 
 void VReader::SetDeleteOnClose(ZUBOOL bDelete)

@@ -4,6 +4,8 @@
 #include "host/MessageManager.h"
 #include "platform/System.h"
 
+#include <exception>
+
 using namespace zu;
 using namespace zu::host;
 using namespace zu::platform;
@@ -94,11 +96,16 @@ void CThread::WaitForWorkerToEnd(int32_t nTimeout)
     WaitForThread(m_ClientThread.Get(), WAIT_FOREVER);
 }
 
+// A worker that outlives its kill (on Linux, one that reaches no cancellation point, or holds the
+// kill off) still uses this object and what its owner gave it: Stop waits for it rather than let
+// the owner free them under it.
 void CThread::TerminateWorker()
 {
     const uint32_t nThreadId = m_nThreadId.load(std::memory_order_relaxed);
-    if (!KillThread(m_ClientThread.Get(), 1))
-        Log(LOG_GENERAL, u"CThread::Stop", u"Thread %u did not end when terminated", nThreadId);
+    if (!KillThread(m_ClientThread.Get(), 1)) {
+        Log(LOG_GENERAL, u"CThread::Stop", u"Thread %u did not end when terminated; waiting for it", nThreadId);
+        WaitForThread(m_ClientThread.Get(), WAIT_FOREVER);
+    }
     ReleaseWorkerHandle();
 }
 
@@ -248,7 +255,13 @@ void CThread::ThreadProcedure(void* pArgument)
     auto* pThis = static_cast<CThread*>(pArgument);
     {
         CComApartment apartment;
-        pThis->m_nExitCode.store(pThis->Thread(), std::memory_order_release);
+        // A body that runs out of memory ends as a failed run; an exception must not end the process.
+        int32_t nExitCode = 0;
+        try {
+            nExitCode = pThis->Thread();
+        } catch (const std::exception&) {
+        }
+        pThis->m_nExitCode.store(nExitCode, std::memory_order_release);
     }
     pThis->ReleaseWorkerHandle();
     pThis->EndWorker();

@@ -8,11 +8,13 @@
 //   waits that the stop event ends (GetStopEvent, WaitForStopOrExit), never in a plain sleep longer
 //   than a poll interval.
 // - Expect to be killed when it outlives a limited stop time-out. On Windows the kill
-//   (TerminateThread) lands anywhere. On Linux it is pthread_cancel and lands only in cancellation
-//   points (sleeps, waits, blocking reads and writes); a body that spins without reaching one is
-//   not killed at all and goes on using this object after Stop has returned. Whatever the body
-//   holds when the kill lands is never released: hold no lock and own no heap memory across a
-//   cancellation point, or put a platform::CNoKillScope around that stretch.
+//   (TerminateThread) lands anywhere, and whatever the body holds then is never released: hold
+//   no lock across a wait. On Linux it is pthread_cancel and lands only in cancellation points
+//   (sleeps, waits, blocking reads and writes); the body's stack is unwound, its destructors run,
+//   but a cancellation point reached inside a destructor ends the process: such destructors hold
+//   the kill off (platform::CNoKillScope). A body that reaches no cancellation point, or holds the
+//   kill off, is not killed at once; Stop then waits for it to end, since it still uses this
+//   object and what its owner gave it.
 // - A derived class whose body uses its own members calls Stop in its own destructor: the base
 //   destructor stops the worker too, but only once the derived part is already gone.
 // - Start the worker after construction: a non-zero start value in the constructor starts the

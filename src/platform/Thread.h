@@ -8,11 +8,13 @@
 // a thread once a wait has seen it end or its last handle is closed, however it ended, and a
 // wait that has seen a thread end also sees everything that thread wrote.
 //
-// On Windows a forced end is TerminateThread. On POSIX it is pthread_cancel, which only takes
-// effect when the thread next enters a cancellation point (a sleep, a wait of this seam, a blocking
-// read or write...). Anything a thread holds at that moment (a lock, heap memory) stays held for
-// ever, so code that keeps a lock across a cancellation point puts a CNoKillScope around it. The
-// seam's own calls never leave anything behind: they hold nothing while they block.
+// On Windows a forced end is TerminateThread, and anything the thread holds at that moment (a
+// lock, heap memory) stays held for ever. On POSIX it is pthread_cancel, which only takes effect
+// when the thread next enters a cancellation point (a sleep, a wait of this seam, a blocking read
+// or write...) and then unwinds the thread's stack, running its destructors; inside a destructor
+// (or any function that may not throw) it ends the whole process instead, so a destructor that
+// reaches a cancellation point holds the kill off with a CNoKillScope. The seam's own calls never
+// leave anything behind: they hold nothing while they block.
 #pragma once
 
 #include <atomic>

@@ -5,12 +5,14 @@
 #include "buffering/BufferedReader.h"
 #include "buffering/IcyMetadata.h"
 #include "buffering/ScriptedReader.h"
+#include "core/Log.h"
 #include "platform/File.h"
 #include "platform/System.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -142,6 +144,36 @@ TEST(BufferedReaderTest, BufferInANamedFileKeepsWhatTheWorkerWroteAndNoBufferFai
     }
     EXPECT_EQ(childless.SetPosition(10, ZU_SEEK_BEGIN), -1);
     EXPECT_EQ(StreamTitle(childless), u"");
+}
+
+// A ring file's length is reserved before it is mapped: a temporary folder too small for it fails
+// the Open with a line that says why, where a sparse file would have been mapped and the worker
+// killed by SIGBUS once it wrote past what the folder holds.
+TEST(BufferedReaderTest, RingTheTemporaryFolderCannotHoldFailsTheOpenAndSaysWhy)
+{
+    CTempFolder folder;
+    const CSmallTmpfs tmpfs(folder.Path(), 1048576);
+    if (!tmpfs.Mounted())
+        GTEST_SKIP() << "cannot mount a 1 MiB tmpfs here (Linux as root only)";
+    const CScopedTempFolder temp(folder.Path());
+    const int nListener = zu::CLog::Get()->AddListener(zu::LOG_READER);
+    const std::string stream = PatternBytes(200000, 21);
+    CReaderPtr pTooLarge(GetBufferedReader(GetMemoryReader(stream.data(), static_cast<int32_t>(stream.size()), 0)));
+    auto& tooLarge = static_cast<VBufferedReader&>(*pTooLarge);
+    tooLarge.SetBufferSize(4 * 1048576);
+    EXPECT_EQ(tooLarge.Open(), 0);
+    std::u16string said;
+    for (const std::u16string& line : zu::CLog::Get()->DrainListener(nListener))
+        said += line;
+    zu::CLog::Get()->RemoveListener(nListener);
+    EXPECT_NE(said.find(u"the disk is full"), std::u16string::npos) << Utf8(said);
+    tooLarge.Close();
+    EXPECT_TRUE(std::filesystem::is_empty(std::filesystem::path(folder.Path()))) << "the failed file is not left";
+
+    CReaderPtr pFits(GetBufferedReader(GetMemoryReader(stream.data(), static_cast<int32_t>(stream.size()), 0)));
+    static_cast<VBufferedReader&>(*pFits).SetBufferSize(512 * 1024);
+    ASSERT_EQ(pFits->Open(), 1);
+    EXPECT_EQ(ReadToEnd(*pFits, 65536), stream);
 }
 
 TEST(BufferedReaderTest, SeeksInsideTheWindowLeaveTheChildAlone)
@@ -452,10 +484,13 @@ TEST(BufferedReaderThreadTest, StopEndsAWorkerBlockedInTheChildWithinItsTimeout)
     EXPECT_EQ(StateOf(*reader).nActive, 0u);
 }
 
-// The caller's read waits for the worker, which waits in the child.
+// The caller's read waits for the worker, which waits in a remote child (a stalled server).
 TEST(BufferedReaderThreadTest, CloseWakesAReadBlockedInAnotherThread)
 {
-    CBuffered reader(PatternBytes(100, 14), 4096, [](CScriptedReader& child) { child.AddGate(0); });
+    CBuffered reader(PatternBytes(100, 14), 4096, [](CScriptedReader& child) {
+        child.SetLive();
+        child.AddGate(0);
+    });
     ASSERT_EQ(reader->Open(), 1);
     ASSERT_TRUE(reader.pChild->WaitUntilHeldAt(0, 5000));
     std::atomic<uint32_t> nRead{12345};
@@ -468,4 +503,83 @@ TEST(BufferedReaderThreadTest, CloseWakesAReadBlockedInAnotherThread)
     EXPECT_LT(TickCount() - nStart, 2000u) << "the child's Close ends its read, the stop ends ours";
     EXPECT_EQ(nRead.load(), 0u);
     EXPECT_EQ(reader.pChild->IsOpen(), 0);
+}
+
+// The worker fills the ring, the caller frees a little, and the worker's next child read is slow:
+// the bytes just read stay within a step back's reach meanwhile, and the step costs the child
+// nothing (before, the read had claimed that space and the step restarted the worker, which had
+// to be killed in the child after its stop time-out).
+TEST(BufferedReaderThreadTest, StepBackDuringASlowChildReadIsServedFromTheBuffer)
+{
+    const std::string bytes = PatternBytes(10000, 15);
+    CBuffered reader(bytes, 4096, [](CScriptedReader& child) { child.AddGate(4095); });
+    ASSERT_EQ(reader->Open(), 1);
+    ASSERT_TRUE(WaitFor(5000, [&] { return StateOf(*reader).nBuffered == 4095; }));
+    EXPECT_EQ(ReadUpTo(*reader, 100), bytes.substr(0, 100));
+    ASSERT_TRUE(reader.pChild->WaitUntilHeldAt(0, 5000)) << "the worker's next read waits in the child";
+    const int nSeeks = reader.pChild->SeekCalls();
+    const uint32_t nStart = TickCount();
+    EXPECT_EQ(reader->SetPosition(-10, ZU_SEEK_CURRENT), 90);
+    EXPECT_LT(TickCount() - nStart, 1000u);
+    EXPECT_EQ(reader.pChild->SeekCalls(), nSeeks) << "the step back restarted the worker";
+    EXPECT_EQ(ReadUpTo(*reader, 10), bytes.substr(90, 10));
+    reader.pChild->Release();
+    EXPECT_EQ(ReadToEnd(*reader, 1000), bytes.substr(100));
+}
+
+// A local child's read is let finish before the child is closed: closing a file under a read on
+// another thread may hand the read another file that got the same descriptor.
+TEST(BufferedReaderThreadTest, CloseLetsALocalChildsReadInFlightFinishFirst)
+{
+    CBuffered reader(PatternBytes(1048576, 16), 65536, [](CScriptedReader& child) { child.SetReadDelay(400); });
+    ASSERT_EQ(reader->Open(), 1);
+    ASSERT_TRUE(WaitFor(5000, [&] { return reader.pChild->ReadCalls() >= 1; }));
+    const uint32_t nStart = TickCount();
+    reader->Close();
+    EXPECT_LT(TickCount() - nStart, 2000u) << "a read that ends on its own is waited for, not killed";
+    EXPECT_EQ(reader.pChild->ClosesUnderARead(), 0);
+    EXPECT_EQ(reader.pChild->IsOpen(), 0);
+}
+
+// A caller restarts the worker over and over (seeks outside the window, and the lazy start of a
+// Read) while another closes the reader or switches buffering off. Every Close must stop the
+// worker that exists when it takes the lock, not only the one it signalled before, and leave the
+// child alone until that worker is out of it: the local file under the ring would otherwise be
+// closed under a read (ThreadSanitizer reports the race).
+TEST(BufferedReaderConcurrencyTest, RestartOnOneThreadWhileAnotherClosesOrSwitchesBufferingOff)
+{
+    CTempFolder folder;
+    const std::u16string path = folder.File(u"source.bin");
+    const std::string bytes = PatternBytes(4 * 1048576 + 3, 17);
+    WriteFile(path, bytes);
+    CReaderPtr pGeneric(GetBufferedReader(GetLocalReader(Z(path))));
+    auto& reader = static_cast<VBufferedReader&>(*pGeneric);
+    reader.SetBufferInFile(0);
+    reader.SetBufferSize(262144);
+    for (int nRound = 0; nRound < 12; ++nRound) {
+        ASSERT_EQ(reader.Open(), 1);
+        reader.SetBuffering(1);
+        std::atomic<bool> bDone{false};
+        std::atomic<int> nWrong{0};
+        std::thread caller([&] {
+            for (uint32_t i = 0; !bDone; ++i) {
+                const int64_t nTarget = (i * 1048573ll + nRound * 7919ll) % static_cast<int64_t>(bytes.size());
+                const int64_t nAt = reader.SetPosition(nTarget, ZU_SEEK_BEGIN);
+                const std::string got = ReadUpTo(reader, 4096);
+                // Once closed, reads find nothing; while open, whatever comes is the file's.
+                if (nAt == nTarget && !got.empty() && got != bytes.substr(static_cast<size_t>(nTarget), got.size()))
+                    ++nWrong;
+            }
+        });
+        SleepMilliseconds(20 + 5 * (nRound % 4));
+        if (nRound % 2 == 0)
+            reader.Close();
+        else
+            reader.SetBuffering(0);
+        SleepMilliseconds(10);
+        bDone = true;
+        caller.join();
+        EXPECT_EQ(nWrong.load(), 0) << "round " << nRound;
+        reader.Close();
+    }
 }

@@ -48,6 +48,8 @@ public:
     void SetInfo(const std::u16string& name, const std::u16string& value) { m_Info[name] = value; }
     // Reads stop before each of these offsets (ascending) until Release.
     void AddGate(int64_t nOffset) { m_Gates.push_back(nOffset); }
+    // Each Read takes this long before it delivers: a slow disk or a slow server.
+    void SetReadDelay(uint32_t nMilliseconds) { m_nReadDelay = nMilliseconds; }
 
     // True once a Read waits at gate nGate (0-based), within nMilliseconds.
     bool WaitUntilHeldAt(size_t nGate, uint32_t nMilliseconds)
@@ -67,6 +69,8 @@ public:
     }
 
     int ReadCalls() const { return m_nReadCalls.load(); }
+    // Closes that came while a Read was still running on another thread.
+    int ClosesUnderARead() const { return m_nClosesUnderARead.load(); }
     int SeekCalls() const { return m_nSeekCalls.load(); }
 
     ZUBOOL Open() override
@@ -74,10 +78,18 @@ public:
         m_bOpened = true;
         return 1;
     }
-    void Close() override { m_bOpened = false; }
+    void Close() override
+    {
+        if (m_nReadsRunning.load() > 0)
+            ++m_nClosesUnderARead;
+        m_bOpened = false;
+    }
     uint32_t Read(void* pBuffer, uint32_t nCount) override
     {
         ++m_nReadCalls;
+        const CRunning running(m_nReadsRunning);
+        if (m_nReadDelay > 0)
+            zu::platform::SleepMilliseconds(m_nReadDelay);
         // Polls with no lock held: a kill may land in the wait.
         while (!MayRead()) {
             if (!m_bOpened)
@@ -126,6 +138,18 @@ public:
     }
 
 private:
+    // Counts a Read for as long as it runs, however it ends (a kill unwinds it on Linux).
+    class CRunning {
+    public:
+        explicit CRunning(std::atomic<int>& nRunning) : m_nRunning(nRunning) { ++m_nRunning; }
+        ~CRunning() { --m_nRunning; }
+        CRunning(const CRunning&) = delete;
+        CRunning& operator=(const CRunning&) = delete;
+
+    private:
+        std::atomic<int>& m_nRunning;
+    };
+
     // Whether the read may go on now: before the next gate, or past one the test has opened.
     bool MayRead()
     {
@@ -155,6 +179,9 @@ private:
     std::map<std::u16string, std::u16string> m_Info;
     std::atomic<int> m_nReadCalls{0};
     std::atomic<int> m_nSeekCalls{0};
+    uint32_t m_nReadDelay = 0;
+    std::atomic<int> m_nReadsRunning{0};
+    std::atomic<int> m_nClosesUnderARead{0};
 };
 
 }  // namespace zutest

@@ -2,11 +2,14 @@
 
 #include "core/FunctionLog.h"
 #include "host/Settings.h"
+#include "platform/System.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <regex>
+#include <thread>
 
 using namespace zutest;
 using zu::CFunctionLog;
@@ -136,6 +139,40 @@ TEST_F(LogTest, LinesAreCappedAndTerminatedOnce)
 
     EXPECT_EQ(lineFor(u"ends itself\n").substr(nPrefix), u"ends itself\n");
     EXPECT_EQ(lineFor(u"plain").substr(nPrefix), u"plain\r\n");
+}
+
+class LogConcurrencyTest : public LogTest {};
+
+// The log file is a named pipe nobody reads, so a writer waits inside the log's write path, as a
+// worker killed there would for ever. Another thread's line, for a listener only, must not wait
+// for it: the write path holds no lock (before, it held the log's one lock across the file's open).
+TEST_F(LogConcurrencyTest, AWriterStuckInTheFileHoldsNoOtherThreadUp)
+{
+    const std::u16string path = m_pHome->Path() + u"Log.txt";
+    if (!MakeNamedPipe(path))
+        GTEST_SKIP() << "no named pipes on this system";
+    Configure(u"2048", 1);  // TV lines go to the file; General ones only to the listener below
+    const int nListener = Listen(zu::LOG_GENERAL);
+    std::thread stuck([] { zu::Log(zu::LOG_TV, u"CProbe::Stuck", u"into the pipe"); });
+    zu::platform::SleepMilliseconds(100);
+    std::atomic<bool> bPassed{false};
+    std::thread other([&] {
+        zu::Log(zu::LOG_GENERAL, u"CProbe::Other", u"past it");
+        bPassed = true;
+    });
+    const uint32_t nStart = zu::platform::TickCount();
+    while (!bPassed && zu::platform::TickCount() - nStart < 2000)
+        zu::platform::SleepMilliseconds(5);
+    EXPECT_TRUE(bPassed) << "a line waited for another thread's write";
+    const std::string piped = ReadFile(path);  // lets the stuck writer go
+    stuck.join();
+    other.join();
+    std::u16string units(piped.size() / 2, u'\0');  // both builds run on little-endian machines
+    memcpy(&units[0], piped.data(), units.size() * 2);
+    EXPECT_NE(Utf8(units).find("CProbe::Stuck: into the pipe\r\n"), std::string::npos) << "the stuck line came out";
+    const auto lines = CLog::Get()->DrainListener(nListener);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(Utf8(lines[0]).find("CProbe::Other: past it"), std::string::npos);
 }
 
 TEST(FormatTest, ConversionsWidthsAndMismatchedArguments)

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 
 using namespace zu::platform;
 using zu::host::CMessageManager;
@@ -226,6 +227,32 @@ TEST(ThreadTest, StopWaitsForABodyThatMayNotBeKilledAndPollsAtItsInterval)
     start = CClock::now();
     EXPECT_EQ(lingering.Stop(-1), 3);
     EXPECT_GE(MillisecondsSince(start), 300) << "one full poll interval before the end is seen";
+}
+
+// On Linux a body that holds its kill off outlives the kill. Stop then waits for it: returning
+// would let the owner free what the body still uses.
+TEST(ThreadTest, StopDoesNotReturnWhileABodyItCouldNotKillStillRuns)
+{
+    std::atomic<int> nRounds{0};
+    auto pWorker = std::make_unique<CScriptedWorker>([&](CScriptedWorker&) -> int32_t {
+        const CNoKillScope noKill;
+        for (int i = 0; i < 60; ++i) {
+            ++nRounds;
+            SleepMilliseconds(10);
+        }
+        return 5;
+    });
+    ASSERT_EQ(pWorker->Start(0, 0), 1);
+    ASSERT_TRUE(WaitUntil([&] { return nRounds > 0; }));
+    pWorker->Stop(100);
+    const int nRoundsAtStop = nRounds;
+    SleepMilliseconds(100);
+    EXPECT_EQ(nRounds, nRoundsAtStop) << "the body ran on after Stop returned";
+    // Returned early, Stop left the body running: let it end before its object goes.
+    if (nRounds != nRoundsAtStop) {
+        WaitUntil([&] { return nRounds == 60; }, 2000);
+        SleepMilliseconds(50);
+    }
 }
 
 TEST(ThreadTest, WorkerThatEndsItsOwnThreadIsFoundGone)
