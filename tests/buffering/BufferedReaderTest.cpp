@@ -505,26 +505,29 @@ TEST(BufferedReaderThreadTest, CloseWakesAReadBlockedInAnotherThread)
     EXPECT_EQ(reader.pChild->IsOpen(), 0);
 }
 
-// The worker fills the ring, the caller frees a little, and the worker's next child read is slow:
-// the bytes just read stay within a step back's reach meanwhile, and the step costs the child
-// nothing (before, the read had claimed that space and the step restarted the worker, which had
-// to be killed in the child after its stop time-out).
+// The worker fills the ring (its write index away from the end of the memory, where a space to
+// fill is cut short), the caller frees a little, and the worker's next child read is slow: the
+// bytes just read stay within a step back's reach meanwhile, and the step costs the child nothing
+// (before, the read had claimed that space and the step restarted the worker, which had to be
+// killed in the child after its stop time-out).
 TEST(BufferedReaderThreadTest, StepBackDuringASlowChildReadIsServedFromTheBuffer)
 {
     const std::string bytes = PatternBytes(10000, 15);
-    CBuffered reader(bytes, 4096, [](CScriptedReader& child) { child.AddGate(4095); });
+    CBuffered reader(bytes, 4096, [](CScriptedReader& child) { child.AddGate(4095 + 2000); });
     ASSERT_EQ(reader->Open(), 1);
     ASSERT_TRUE(WaitFor(5000, [&] { return StateOf(*reader).nBuffered == 4095; }));
-    EXPECT_EQ(ReadUpTo(*reader, 100), bytes.substr(0, 100));
+    EXPECT_EQ(ReadUpTo(*reader, 2000), bytes.substr(0, 2000));
+    ASSERT_TRUE(WaitFor(5000, [&] { return StateOf(*reader).nBuffered == 4095; }));
+    EXPECT_EQ(ReadUpTo(*reader, 100), bytes.substr(2000, 100));
     ASSERT_TRUE(reader.pChild->WaitUntilHeldAt(0, 5000)) << "the worker's next read waits in the child";
     const int nSeeks = reader.pChild->SeekCalls();
     const uint32_t nStart = TickCount();
-    EXPECT_EQ(reader->SetPosition(-10, ZU_SEEK_CURRENT), 90);
+    EXPECT_EQ(reader->SetPosition(-10, ZU_SEEK_CURRENT), 2090);
     EXPECT_LT(TickCount() - nStart, 1000u);
     EXPECT_EQ(reader.pChild->SeekCalls(), nSeeks) << "the step back restarted the worker";
-    EXPECT_EQ(ReadUpTo(*reader, 10), bytes.substr(90, 10));
+    EXPECT_EQ(ReadUpTo(*reader, 10), bytes.substr(2090, 10));
     reader.pChild->Release();
-    EXPECT_EQ(ReadToEnd(*reader, 1000), bytes.substr(100));
+    EXPECT_EQ(ReadToEnd(*reader, 1000), bytes.substr(2100));
 }
 
 // A local child's read is let finish before the child is closed: closing a file under a read on

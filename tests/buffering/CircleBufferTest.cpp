@@ -168,7 +168,9 @@ TEST(CircleBufferIndexTest, RewindAndSkipStayWithinWhatTheRingStillHolds)
 }
 
 // Links planted at the names a ring's file could be foreseen to take (the thread's own, then
-// numbered) are neither followed nor truncated; the ring's file is new, private and removed.
+// numbered) are neither followed nor truncated: not one to a file that exists, and not one to a
+// name where nothing is yet (through which a file would be made where the planter chose). The
+// ring's file is new, private and removed.
 TEST(CircleBufferFileTest, TemporaryFileTakesANameNobodyCouldPlantAndIsRemoved)
 {
     CTempFolder folder;
@@ -179,8 +181,9 @@ TEST(CircleBufferFileTest, TemporaryFileTakesANameNobodyCouldPlantAndIsRemoved)
     WriteFile(folder.File(u"victim"), precious);
     // Where the system makes no links (Wine) the names are still checked.
     std::vector<std::u16string> links;
+    const std::u16string planted = folder.File(u"planted");
     for (const std::u16string& link : {stem + u".dat", stem + u" (1).dat", stem + u" (2).dat"}) {
-        if (MakeSymbolicLink(folder.File(u"victim"), link))
+        if (MakeSymbolicLink(links.empty() ? planted : folder.File(u"victim"), link))
             links.push_back(link);
     }
     std::u16string firstPath;
@@ -205,6 +208,7 @@ TEST(CircleBufferFileTest, TemporaryFileTakesANameNobodyCouldPlantAndIsRemoved)
         WriteIn(first, "some bytes");
     }
     EXPECT_EQ(ReadFile(folder.File(u"victim")), precious) << "a planted link was followed";
+    EXPECT_EQ(FileSizeByName(planted), -1) << "a file was made through a planted link";
     for (const std::u16string& link : links)
         EXPECT_TRUE(IsSymbolicLink(link)) << Utf8(link);
     EXPECT_EQ(FileSizeByName(firstPath), -1);
