@@ -2,10 +2,12 @@
 
 #include "platform/Text.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -18,12 +20,15 @@ namespace {
 constexpr int kEndingSignals[] = {SIGINT, SIGQUIT, SIGHUP, SIGTERM};
 constexpr size_t kSignalCount = sizeof(kEndingSignals) / sizeof(kEndingSignals[0]);
 
-// What a handler may touch: set before the handlers go in, cleared after they are out.
+// What a handler may touch. The handler runs on whichever thread the signal meets, so what the
+// prompt's thread sets up is published by g_bArmed (lock-free atomics are safe in a handler).
 termios g_Saved{};
-volatile sig_atomic_t g_bRestore = 0;
+bool g_bRestore = false;
 int g_nWakeFd = -1;
 struct sigaction g_Previous[kSignalCount];
-volatile sig_atomic_t g_bHandedOn[kSignalCount];
+std::atomic<bool> g_bArmed{false};
+std::atomic<bool> g_bHandedOn[kSignalCount];
+std::atomic<int> g_nHandlersRunning{0};
 
 // A line is read while these signals are caught. A signal puts the terminal back as it was and
 // wakes the reader, which gives the line up; the signal then meets what the program had in place
@@ -35,16 +40,19 @@ public:
         if (pipe2(m_Wake, O_CLOEXEC | O_NONBLOCK) != 0)
             m_Wake[0] = m_Wake[1] = -1;
         g_nWakeFd = m_Wake[1];
-        g_bRestore = pSaved ? 1 : 0;
+        g_bRestore = pSaved != nullptr;
         if (pSaved)
             g_Saved = *pSaved;
+        for (size_t i = 0; i < kSignalCount; ++i) {
+            sigaction(kEndingSignals[i], nullptr, &g_Previous[i]);
+            g_bHandedOn[i].store(false, std::memory_order_relaxed);
+        }
+        g_bArmed.store(true, std::memory_order_release);
         struct sigaction action {};
         action.sa_handler = &CPromptSignals::OnSignal;
         sigemptyset(&action.sa_mask);
-        for (size_t i = 0; i < kSignalCount; ++i) {
-            g_bHandedOn[i] = 0;
-            sigaction(kEndingSignals[i], &action, &g_Previous[i]);
-        }
+        for (int nSignal : kEndingSignals)
+            sigaction(nSignal, &action, nullptr);
     }
 
     // A signal handed on already stays with what the program's own handler made of it (a handler
@@ -52,11 +60,13 @@ public:
     ~CPromptSignals()
     {
         for (size_t i = 0; i < kSignalCount; ++i) {
-            if (!g_bHandedOn[i])
+            if (!g_bHandedOn[i].load(std::memory_order_acquire))
                 sigaction(kEndingSignals[i], &g_Previous[i], nullptr);
         }
-        g_bRestore = 0;
-        g_nWakeFd = -1;
+        g_bArmed.store(false);
+        // A handler that took the signal on another thread just before may still write.
+        while (g_nHandlersRunning.load() != 0)
+            sched_yield();
         for (int nFd : m_Wake) {
             if (nFd >= 0)
                 close(nFd);
@@ -69,8 +79,8 @@ public:
     int WakeFd() const { return m_Wake[0]; }
     bool IsSignalled() const
     {
-        for (size_t i = 0; i < kSignalCount; ++i) {
-            if (g_bHandedOn[i])
+        for (const std::atomic<bool>& bHandedOn : g_bHandedOn) {
+            if (bHandedOn.load(std::memory_order_acquire))
                 return true;
         }
         return false;
@@ -80,21 +90,29 @@ private:
     static void OnSignal(int nSignal)
     {
         const int nSavedErrno = errno;
-        if (g_bRestore)
-            tcsetattr(STDIN_FILENO, TCSANOW, &g_Saved);
-        if (g_nWakeFd >= 0) {
-            const char c = 0;
-            (void)!write(g_nWakeFd, &c, 1);
-        }
-        // Handed on once this handler returns: the signal stays blocked until then.
-        for (size_t i = 0; i < kSignalCount; ++i) {
-            if (kEndingSignals[i] == nSignal && !g_bHandedOn[i]) {
-                g_bHandedOn[i] = 1;
-                sigaction(nSignal, &g_Previous[i], nullptr);
+        g_nHandlersRunning.fetch_add(1);
+        if (g_bArmed.load()) {
+            if (g_bRestore)
+                tcsetattr(STDIN_FILENO, TCSANOW, &g_Saved);
+            if (g_nWakeFd >= 0) {
+                const char c = 0;
+                (void)!write(g_nWakeFd, &c, 1);
             }
+            HandOn(nSignal);
         }
+        g_nHandlersRunning.fetch_sub(1);
+        // Delivered once this handler returns (the signal stays blocked until then) to what the
+        // program had in place: HandOn put it back, or the prompt's end did.
         raise(nSignal);
         errno = nSavedErrno;
+    }
+
+    static void HandOn(int nSignal)
+    {
+        for (size_t i = 0; i < kSignalCount; ++i) {
+            if (kEndingSignals[i] == nSignal && !g_bHandedOn[i].exchange(true, std::memory_order_acq_rel))
+                sigaction(nSignal, &g_Previous[i], nullptr);
+        }
     }
 
     int m_Wake[2];
