@@ -1,6 +1,7 @@
 #include "platform/System.h"
 
 #include "platform/Text.h"
+#include "platform/posix/KillPoint.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -60,7 +61,7 @@ uint32_t CurrentThreadId()
     return id;
 }
 
-void SleepMilliseconds(uint32_t nMilliseconds)
+ZU_KILL_POINT void SleepMilliseconds(uint32_t nMilliseconds)
 {
     timespec ts{static_cast<time_t>(nMilliseconds / 1000),
                 static_cast<long>(nMilliseconds % 1000) * 1000000};

@@ -1,6 +1,7 @@
 #include "platform/Thread.h"
 
 #include "platform/System.h"
+#include "platform/posix/KillPoint.h"
 
 #include <cerrno>
 #include <climits>
@@ -61,7 +62,7 @@ int PollTimeout(int64_t nDeadline)
 }
 
 // The index of the first readable descriptor, WAIT_RESULT_TIMEOUT or WAIT_RESULT_FAILED.
-uint32_t PollReadable(pollfd* pFds, nfds_t nFds, uint32_t nMilliseconds)
+ZU_KILL_POINT uint32_t PollReadable(pollfd* pFds, nfds_t nFds, uint32_t nMilliseconds)
 {
     const bool bForever = nMilliseconds == WAIT_FOREVER;
     const int64_t nDeadline = MonotonicMilliseconds() + nMilliseconds;
@@ -316,7 +317,7 @@ bool KillThread(ThreadHandle hThread, uint32_t nExitCode)
     return WaitForThread(hThread, KILL_GRACE_MILLISECONDS) == WAIT_RESULT_FIRST;
 }
 
-uint32_t WaitForThread(ThreadHandle hThread, uint32_t nMilliseconds)
+ZU_KILL_POINT uint32_t WaitForThread(ThreadHandle hThread, uint32_t nMilliseconds)
 {
     if (!hThread)
         return WAIT_RESULT_FAILED;
@@ -371,7 +372,7 @@ bool ResetManualEvent(EventHandle hEvent)
     return eventfd_read(hEvent->nFd, &nCount) == 0 || errno == EAGAIN;
 }
 
-uint32_t WaitForEvent(EventHandle hEvent, uint32_t nMilliseconds)
+ZU_KILL_POINT uint32_t WaitForEvent(EventHandle hEvent, uint32_t nMilliseconds)
 {
     if (!hEvent)
         return WAIT_RESULT_FAILED;
@@ -379,7 +380,7 @@ uint32_t WaitForEvent(EventHandle hEvent, uint32_t nMilliseconds)
     return PollReadable(&fd, 1, nMilliseconds);
 }
 
-uint32_t WaitForEventOrThread(EventHandle hEvent, ThreadHandle hThread, uint32_t nMilliseconds)
+ZU_KILL_POINT uint32_t WaitForEventOrThread(EventHandle hEvent, ThreadHandle hThread, uint32_t nMilliseconds)
 {
     if (!hThread)
         return WAIT_RESULT_FAILED;
