@@ -191,7 +191,9 @@ uint32_t CBackgroundReaderThread::ReadChunk(uint32_t nSize)
     unsigned char* pTarget = m_Chunk.data();
     bool bInPlace = false;
     if (m_bInPlace) {
-        const uint32_t nFree = WaitForRoom(nSize);
+        // Woken once there is room for the read and as much again, a writer facing a full ring
+        // still reads in place.
+        const uint32_t nFree = WaitForRoom(std::min(2 * nSize, m_Buffer.GetCapacity() - 1));
         if (nFree == 0)
             return 0;
         bInPlace = nFree / 2 >= nSize;
