@@ -4,6 +4,78 @@
 // seek, query, close and destroy them through the virtual destructor. The virtual operations are
 // declared in their fixed slot order; never reorder them. No operation throws: results are flags,
 // byte counts and -1 positions.
+//
+// The contract every reader keeps
+// --------------------------------
+// Order. Construct (a factory) -> SetOption/SetOptions/SetTimeout/SetPostData/SetDeleteOnClose and
+//   SetPosition -> Open (or Create) -> Read/Write/SetPosition/GetPosition/GetLength/GetInfo in any
+//   order -> Close -> delete. Options are read at Open; set later, they wait for the next Open.
+//   Close on a reader that is not open does nothing; a closed reader may be opened again. Open on
+//   an open reader answers 1 and opens nothing again.
+//
+// Results.
+//   flags (ZUBOOL)  non-zero for success or true.
+//   Read            the bytes delivered. Files, memory, text, the Internet and the read-ahead
+//                   reader deliver the whole count unless the data ends or fails first, so a short
+//                   count means "nothing more after this"; the next Read answers 0. A socket reader
+//                   answers one datagram (UDP) or what the stream holds (TCP): short is normal there.
+//   0 from Read     the end of the data or a failure; never "try again" (a pull reader that must say
+//                   "nothing yet" says so in its own added operations).
+//   0xFFFFFFFF      from Write of a socket reader and Read of the buffered Internet reader: a
+//                   failure, distinct from 0 bytes.
+//   -1              from GetLength: not known (a live stream); from GetPosition: not known; from
+//                   SetPosition: the move failed and the position is unchanged.
+//   GetInfo         a new system string the caller frees (ZUFreeString), empty when the property is
+//                   unknown; never null except from socket readers.
+//
+// End or failure. After Read answers 0 (or short): where GetLength() is known, GetPosition() <
+//   GetLength() means the data was cut short. The Internet reader also says so in GetInfo: "Error"
+//   turns from "0" to another value and "StatusText" tells why (a connection that ended early
+//   reads "The transfer ended after N of the M bytes announced.").
+//
+// Seeks. Origin ZU_SEEK_BEGIN, ZU_SEEK_CURRENT or ZU_SEEK_END; a target before 0, past the known
+//   length of a read-only source, or whose sum overflows 64 bits answers -1. Before Open, a local
+//   file reader remembers the position and applies it at Open; other readers answer -1 or 0 until
+//   they are open. A live stream (length -1) moves only within what the read-ahead reader holds.
+//
+// Blocking. Nothing blocks longer than the reader's own limits:
+//   Open     a network reader waits up to the time-out (SetTimeout; the Internet reader's default is
+//            10000 ms, 0xFFFFFFFF waits without limit) for the connection and the server's answer;
+//            time the host's own credential prompt takes does not count.
+//   Read     a local file: the disk. The Internet reader: each pull waits up to the time-out for
+//            the next bytes. The read-ahead reader: until the count is there, the data ends or the
+//            reader is closed.
+//   Close    stops the reader's workers, each within 5000 ms, and closes what it wraps.
+//   Everything else answers at once (a network SetPosition outside what is held asks the server
+//   again, bounded by the time-out).
+//
+// Threads. One thread at a time may configure, open, read, write and seek a reader. Close may come
+//   from another thread while a Read (or Open) is blocked there: the blocked call returns (0, or a
+//   failed Open) and Close returns once it has. Readers never call back into the host from their
+//   own threads, except the Internet reader's credential prompt (ZUHostCallbacks), which runs on
+//   its worker.
+//
+// Options ("KEY|VALUE|KEY|VALUE" or SetOption; flags are true when their number is not 0):
+//   key                      read by                      value
+//   READ_ONLY                local file                   flag: open for reading only
+//   USER_AGENT               Internet                     one line; the library's own otherwise
+//   CONNECT_PROXY            Internet                     "[scheme=][http://]host[:port]" entries,
+//                                                         separated by blanks or ";"
+//   CONNECT_PROXYBYPASS      Internet                     host names, "*" wildcards, "<local>"
+//   AUTH_USERNAME,           Internet                     Basic credentials for the URL's own site
+//   AUTH_PASSWORD                                         (never sent on to another site or into
+//                                                         clear text); one line each
+//   HTTPREQUEST_TYPE         Internet                     the method, a token ("GET" by default)
+//   INFO_HEADERS             Internet                     extra "Name: value" lines joined by CRLF
+//   RANGE_START,             Internet, buffered Internet  decimal offsets: "Range: bytes=S-F"
+//   RANGE_FINISH                                          (F empty: to the end); digits only
+//   NO_REDIRECT              Internet                     flag: 3xx answers are not followed
+//   NO_COOKIE                Internet                     flag: the shared cookie is not sent
+//   USE_CACHE                Internet                     flag: the system's cache may answer
+//   SUCCEED_ON_ERROR         Internet                     present: an error status still opens,
+//                                                         and its body can be read
+//   A text that would put a line of its own into a request (CR, LF or NUL) makes Open fail.
+//   Decorators (read-ahead, circling, truncating) hand every option to the reader they wrap.
 #pragma once
 
 #include <zureader/Types.h>

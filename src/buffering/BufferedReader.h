@@ -11,7 +11,7 @@
 // closed only once the worker has left it (or, for a remote child, to end a read that waits).
 #pragma once
 
-#include "buffering/WrappingReader.h"
+#include "core/WrappingReader.h"
 
 #include <atomic>
 #include <memory>

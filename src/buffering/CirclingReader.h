@@ -4,7 +4,7 @@
 // positions, lengths and seeks are the child's own.
 #pragma once
 
-#include "buffering/WrappingReader.h"
+#include "core/WrappingReader.h"
 
 #include <mutex>
 

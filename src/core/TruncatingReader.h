@@ -7,7 +7,7 @@
 // so it stays so.
 #pragma once
 
-#include "buffering/WrappingReader.h"
+#include "core/WrappingReader.h"
 
 class CTruncatingReader : public VWrappingReader {
 public:

@@ -1,4 +1,4 @@
-#include "buffering/WrappingReader.h"
+#include "core/WrappingReader.h"
 
 VWrappingReader::VWrappingReader(VReader* pChild, bool bOwnsChild)
     : m_pChild(pChild), m_pOwnedChild(bOwnsChild ? pChild : nullptr)

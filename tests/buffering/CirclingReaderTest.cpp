@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
+#include <limits>
 #include <thread>
 
 using namespace zutest;
@@ -93,6 +95,18 @@ TEST_F(CirclingReaderTest, EndOfStreamPositionCapsReadsAcrossTheWrap)
 
     m_pReader->SetEndOfStreamPosition(-1);
     EXPECT_EQ(ReadBytes(20), m_Bytes.substr(50, 20)) << "-1 lifts the cap";
+
+    // Distances past 64 bits (an end at the very edge, a restart position far below zero) lift the
+    // cap too, rather than overflow.
+    const int64_t nMax = std::numeric_limits<int64_t>::max();
+    m_pReader->SetEndOfStreamPosition(nMax);
+    EXPECT_EQ(ReadBytes(20), m_Bytes.substr(70, 20));
+    m_pReader->SetRestartPosition(std::numeric_limits<int64_t>::min());
+    m_pReader->SetEndOfStreamPosition(10);
+    EXPECT_EQ(ReadBytes(20), m_Bytes.substr(90, 20));
+    m_pReader->Close();  // the child's position unknown (-1)
+    m_pReader->SetEndOfStreamPosition(nMax);
+    EXPECT_EQ(ReadBytes(20), "");
 }
 
 // The end-of-stream position is the one setting another thread may move while reads run.

@@ -1,6 +1,6 @@
 #include "TestSupport.h"
 
-#include "buffering/WrappingReader.h"
+#include "core/WrappingReader.h"
 #include "core/MemoryReader.h"
 #include "platform/File.h"
 
