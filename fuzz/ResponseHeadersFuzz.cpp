@@ -3,7 +3,9 @@
 // follows) and closes; the request goes through the Internet seam as the reader sends it, without
 // following redirects. Checked, whenever the raw headers are plain ASCII: every header the raw
 // text lists is found by its own name in any letter case, with the values of its instances joined
-// by ", " in the order the raw text gives them.
+// by ", " in the order the raw text gives them. A header with an empty instance is left out: the
+// lookup drops the separator before an instance while what it has joined is still empty (so
+// "", "b" gives "b" but "a", "" gives "a, "), which is not settled yet.
 #include "net/ResponseHeaders.h"
 #include "platform/Internet.h"
 
@@ -108,6 +110,7 @@ struct CListedHeader {
     std::string name;
     std::string joined;
     bool bAny = false;
+    bool bEmptyInstance = false;
 };
 
 std::map<std::string, CListedHeader> ListedHeaders(const std::string& raw)
@@ -128,6 +131,7 @@ std::map<std::string, CListedHeader> ListedHeaders(const std::string& raw)
         const std::string value = line.substr(nColon + 2);
         header.joined += (header.bAny ? ", " : "") + value;
         header.bAny = true;
+        header.bEmptyInstance = header.bEmptyInstance || value.empty();
         nStart = nEnd;
     }
     return headers;
@@ -149,7 +153,7 @@ void CheckLookups(InternetHandle hRequest)
         return;
     const std::string rawText = Narrow(raw);
     for (const auto& [key, header] : ListedHeaders(rawText)) {
-        if (IsPropertyName(header.name))
+        if (IsPropertyName(header.name) || header.bEmptyInstance)
             continue;
         for (const std::string& asked : {header.name, key}) {
             const std::u16string name(asked.begin(), asked.end());
