@@ -3,9 +3,7 @@
 // follows) and closes; the request goes through the Internet seam as the reader sends it, without
 // following redirects. Checked, whenever the raw headers are plain ASCII: every header the raw
 // text lists is found by its own name in any letter case, with the values of its instances joined
-// by ", " in the order the raw text gives them. A header with an empty instance is left out: the
-// lookup drops the separator before an instance while what it has joined is still empty (so
-// "", "b" gives "b" but "a", "" gives "a, "), which is not settled yet.
+// by ", " in the order the raw text gives them, empty instances included.
 #include "net/ResponseHeaders.h"
 #include "platform/Internet.h"
 
@@ -110,7 +108,6 @@ struct CListedHeader {
     std::string name;
     std::string joined;
     bool bAny = false;
-    bool bEmptyInstance = false;
 };
 
 std::map<std::string, CListedHeader> ListedHeaders(const std::string& raw)
@@ -131,7 +128,6 @@ std::map<std::string, CListedHeader> ListedHeaders(const std::string& raw)
         const std::string value = line.substr(nColon + 2);
         header.joined += (header.bAny ? ", " : "") + value;
         header.bAny = true;
-        header.bEmptyInstance = header.bEmptyInstance || value.empty();
         nStart = nEnd;
     }
     return headers;
@@ -153,7 +149,7 @@ void CheckLookups(InternetHandle hRequest)
         return;
     const std::string rawText = Narrow(raw);
     for (const auto& [key, header] : ListedHeaders(rawText)) {
-        if (IsPropertyName(header.name) || header.bEmptyInstance)
+        if (IsPropertyName(header.name))
             continue;
         for (const std::string& asked : {header.name, key}) {
             const std::u16string name(asked.begin(), asked.end());

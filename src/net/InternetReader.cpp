@@ -17,6 +17,7 @@
 #include "platform/UrlCracker.h"
 
 #include <algorithm>
+#include <exception>
 
 using namespace zu;
 using namespace zu::host;
@@ -139,7 +140,7 @@ CInternetReader::~CInternetReader()
 }
 
 ZUBOOL CInternetReader::Open()
-{
+try {
     CFunctionLog log(LOG_READER, u"CInternetReader::Open");
     if (m_bOpen)
         return 1;
@@ -203,6 +204,8 @@ ZUBOOL CInternetReader::Open()
         m_Worker.Stop(kWorkerStopTimeoutMs);  // it has ended; this only lets go of it
     }
     return m_bOpen;
+} catch (const std::exception&) {
+    return 0;
 }
 
 // Everything the caller hands over that goes on the wire as text; the first that could add lines
@@ -646,7 +649,7 @@ bool CInternetReader::DownloadFromFTPURL()
 }
 
 uint32_t CInternetReader::Read(void* pBuffer, uint32_t nCount)
-{
+try {
     CFunctionLog log(LOG_READER, u"CInternetReader::Read");
     if (!m_hRequest.IsOpen())
         return 0;
@@ -678,6 +681,8 @@ uint32_t CInternetReader::Read(void* pBuffer, uint32_t nCount)
             YieldThread();
     }
     return nTotal;
+} catch (const std::exception&) {
+    return 0;
 }
 
 uint32_t CInternetReader::Write(const void*, uint32_t)
@@ -734,7 +739,7 @@ ZUBOOL CInternetReader::IsReadOnly()
 }
 
 ZUBSTR CInternetReader::GetInfo(const ZUCHAR* pszName)
-{
+try {
     CFunctionLog log(LOG_READER, u"CInternetReader::GetInfo");
     const std::u16string name = pszName ? reinterpret_cast<const char16_t*>(pszName) : u"";
     std::u16string value;
@@ -751,6 +756,8 @@ ZUBSTR CInternetReader::GetInfo(const ZUCHAR* pszName)
         value = CResponseHeaders::Lookup(m_hRequest.Get(), name);
     }
     return AllocSystemString(value);
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 bool CInternetReader::IsSuccessStatus(int32_t nCode) const

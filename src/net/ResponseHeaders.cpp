@@ -39,7 +39,8 @@ std::u16string CResponseHeaders::Lookup(InternetHandle hRequest, const std::u16s
             const bool bPastLast = bFoundAny && InternetLastError() == INET_ERROR_HTTP_HEADER_NOT_FOUND;
             return bPastLast ? result : std::u16string();
         }
-        if (!result.empty())
+        // Every instance takes its place, an empty one too, so the count of instances shows.
+        if (bFoundAny)
             result += u", ";
         result += value;
         bFoundAny = true;
