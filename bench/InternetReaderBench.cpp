@@ -1,11 +1,12 @@
-// Downloading a large file from nginx on loopback through CInternetReader::Read in 64 KiB requests,
-// against the curl program fetching the same URL to /dev/null in the same run; prints both
-// throughputs, their ratio and how far the process's resident memory grew while the reader read.
+// Downloading a large file from nginx on loopback through the Internet reader (GetInternetReader)
+// in requests of REQUEST_KIB (64 unless given), against the curl program fetching the same URL to
+// /dev/null in the same run; prints both throughputs, their ratio and how far the process's
+// resident memory grew while the reader read.
 //
-// Usage: bench_internet_reader [ROUNDS] [MIB] [PORTS_FILE]
-// Without PORTS_FILE the loopback servers are started (tests/servers/start.sh) in a temporary
-// folder and stopped at the end; the file of MIB mebibytes (1024 unless given) is written into
-// nginx's document root for the run.
+// Usage: bench_internet_reader [ROUNDS] [MIB] [PORTS_FILE] [REQUEST_KIB]
+// Without PORTS_FILE (or with "-") the loopback servers are started (tests/servers/start.sh) in a
+// temporary folder and stopped at the end; the file of MIB mebibytes (1024 unless given) is written
+// into nginx's document root for the run.
 #include <zureader/ZUReader.h>
 
 #include <algorithm>
@@ -26,7 +27,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint32_t kRequestBytes = 64 * 1024;
 constexpr size_t kMiB = 1 << 20;
 
 std::map<std::string, std::string> ReadPortsFile(const std::string& path)
@@ -132,7 +132,7 @@ CResult ReadThroughReader(const std::u16string& url, std::vector<char>& buffer)
     long rssHighest = rssBefore;
     uint32_t nRead = 0;
     size_t nReads = 0;
-    while ((nRead = reader->Read(buffer.data(), kRequestBytes)) != 0) {
+    while ((nRead = reader->Read(buffer.data(), static_cast<uint32_t>(buffer.size()))) != 0) {
         result.bytes += nRead;
         if (++nReads % 1024 == 0)
             rssHighest = std::max(rssHighest, StatusField("VmRSS:"));
@@ -163,7 +163,8 @@ int main(int argc, char** argv)
 {
     const int nRounds = argc > 1 ? std::atoi(argv[1]) : 3;
     const size_t nMiB = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 1024;
-    CServers servers(argc > 3 ? argv[3] : "");
+    CServers servers(argc > 3 && std::strcmp(argv[3], "-") != 0 ? argv[3] : "");
+    const size_t nRequestBytes = (argc > 4 ? std::strtoul(argv[4], nullptr, 10) : 64) * 1024;
     if (servers.Value("NGINX_HTTP").empty() || servers.Value("NGINX_ROOT").empty()) {
         std::fprintf(stderr, "no loopback servers (tests/servers/start.sh)\n");
         return 1;
@@ -175,9 +176,9 @@ int main(int argc, char** argv)
     }
     const std::string url = "http://127.0.0.1:" + servers.Value("NGINX_HTTP") + file.substr(file.rfind('/'));
     const std::u16string url16(url.begin(), url.end());
-    std::vector<char> buffer(kRequestBytes);
+    std::vector<char> buffer(nRequestBytes);
 
-    std::printf("%zu MiB from %s, %u KiB reads\n", nMiB, url.c_str(), kRequestBytes / 1024);
+    std::printf("%zu MiB from %s, %zu KiB reads\n", nMiB, url.c_str(), nRequestBytes / 1024);
     // One unmeasured pass of each brings the file into the page cache and the libraries up.
     size_t nCurlBytes = 0;
     ReadWithCurlProgram(url, nCurlBytes);

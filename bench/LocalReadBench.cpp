@@ -1,13 +1,15 @@
-// CLocalReader::Read against plain read(2) on the same page-cache-hot file, at three request sizes.
-// Usage: bench_local_read [FILE_MIB] [ROUNDS]. Prints MiB/s for both and their ratio per size.
-#include "core/LocalReader.h"
-#include "platform/Text.h"
+// The local reader (GetLocalReader) against plain read(2) on the same page-cache-hot file, at three
+// request sizes. Usage: bench_local_read [FILE_MIB] [ROUNDS]. Prints MiB/s for both and their ratio
+// per size.
+#include <zureader/TextConversion.h>
+#include <zureader/ZUReader.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -32,14 +34,14 @@ double ReadWithSystemCall(const std::string& path, size_t nRequest, std::vector<
 double ReadWithReader(const std::string& path, size_t nRequest, std::vector<char>& buffer)
 {
     const auto start = Clock::now();
-    const std::u16string wide = zu::platform::Utf16FromUtf8(path);
-    CLocalReader reader(reinterpret_cast<const ZUCHAR*>(wide.c_str()));
-    reader.SetOption(reinterpret_cast<const ZUCHAR*>(u"READ_ONLY"), reinterpret_cast<const ZUCHAR*>(u"1"));
-    reader.Open();
+    const std::u16string wide = zureader::Utf16FromUtf8(path);
+    const std::unique_ptr<VReader> reader(GetLocalReader(reinterpret_cast<const ZUCHAR*>(wide.c_str())));
+    reader->SetOption(reinterpret_cast<const ZUCHAR*>(u"READ_ONLY"), reinterpret_cast<const ZUCHAR*>(u"1"));
+    reader->Open();
     size_t nTotal = 0;
-    while (uint32_t n = reader.Read(buffer.data(), static_cast<uint32_t>(nRequest)))
+    while (uint32_t n = reader->Read(buffer.data(), static_cast<uint32_t>(nRequest)))
         nTotal += n;
-    reader.Close();
+    reader->Close();
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     return nTotal / seconds / (1 << 20);
 }

@@ -3,8 +3,6 @@ function(zu_glob_sources out)
   set(files)
   foreach(dir IN LISTS ARGN)
     file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp)
-    # The console seam serves command-line hosts, not the library.
-    list(FILTER found EXCLUDE REGEX "/Console\\.cpp$")
     list(APPEND files ${found})
   endforeach()
   set(${out} ${files} PARENT_SCOPE)

@@ -212,14 +212,15 @@ std::vector<std::string> ServerLogLines(const std::string& name)
     return SplitLines(ReadFile(ServerPath(name)));
 }
 
-std::vector<std::string> LogLinesWith(const std::string& logName, const std::string& needle, uint32_t nWaitMs)
+std::vector<std::string> LogLinesWith(const std::string& logName, const std::string& needle, uint32_t nWaitMs,
+                                      size_t nAtLeast)
 {
     for (const auto start = CClock::now();; zu::platform::SleepMilliseconds(50)) {
         std::vector<std::string> found;
         for (const std::string& line : ServerLogLines(logName))
             if (line.find(needle) != std::string::npos)
                 found.push_back(line);
-        if (!found.empty() || MillisecondsSince(start) > nWaitMs)
+        if (found.size() >= nAtLeast || MillisecondsSince(start) > nWaitMs)
             return found;
     }
 }

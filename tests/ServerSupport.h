@@ -51,9 +51,10 @@ std::vector<CRecordedRequest> RecordedRequests(const std::string& pathPrefix = "
 // The lines of a log the ports file names (NGINX_ACCESS_LOG, SQUID_ACCESS_LOG, FTP_LOG, ...).
 std::vector<std::string> ServerLogLines(const std::string& name);
 
-// The lines of that log which contain needle; waits up to nWaitMs for at least one to appear,
-// since the servers write their logs after answering.
-std::vector<std::string> LogLinesWith(const std::string& logName, const std::string& needle, uint32_t nWaitMs = 3000);
+// The lines of that log which contain needle; waits up to nWaitMs for at least nAtLeast of them to
+// appear, since the servers write their logs after answering.
+std::vector<std::string> LogLinesWith(const std::string& logName, const std::string& needle, uint32_t nWaitMs = 3000,
+                                      size_t nAtLeast = 1);
 
 // The value of key="..." in an access-log line, with nginx's \xHH escapes undone; empty when the
 // line has no such field.

@@ -126,3 +126,12 @@ protected:
     ZUBOOL m_bDeleteOnClose = 0;
     ZUBOOL m_bOpen = 0;
 };
+
+// The reader as one of the interfaces that add operations after VReader's (VWrappingReader,
+// VBufferedReader, VCirclingReader, ...), or null when it is not one. The type code decides, not
+// RTTI, which does not cross the library's boundary.
+template <class TReader>
+TReader* ZUReaderCast(VReader* pReader)
+{
+    return pReader && TReader::HasType(pReader->GetType()) ? static_cast<TReader*>(pReader) : nullptr;
+}

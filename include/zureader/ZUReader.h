@@ -2,6 +2,8 @@
 // uses and finally deletes the reader (through VReader's virtual destructor).
 #pragma once
 
+#include <zureader/BufferedReader.h>
+#include <zureader/CirclingReader.h>
 #include <zureader/Reader.h>
 
 extern "C" {

@@ -119,12 +119,12 @@ VReader* GetTruncatingReader(VReader* pInner, int64_t nLimit)
 
 VReader* GetCirclingReader(VReader* pInner)
 {
-    return WrapOwned<VCirclingReader>(pInner);
+    return WrapOwned<CCirclingReader>(pInner);
 }
 
 VReader* GetBufferedReader(VReader* pChild)
 {
-    return WrapOwned<VBufferedReader>(pChild);
+    return WrapOwned<CBufferedReader>(pChild);
 }
 
 ZUBOOL ZUReaderInitialize(ZUBOOL bFlag)

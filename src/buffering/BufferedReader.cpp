@@ -6,6 +6,8 @@
 #include "platform/System.h"
 #include "platform/SystemString.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <limits>
@@ -22,18 +24,18 @@ constexpr uint32_t kCloseGraceMilliseconds = 250;
 
 }  // namespace
 
-VBufferedReader::VBufferedReader(VReader* pChild) : VWrappingReader(pChild, true)
+CBufferedReader::CBufferedReader(VReader* pChild) : VBufferedReader(pChild)
 {
     m_nType = ZU_READER_BUFFERED;
 }
 
-VBufferedReader::~VBufferedReader()
+CBufferedReader::~CBufferedReader()
 {
     Close();
     ReplaceWorker(nullptr);
 }
 
-ZUBOOL VBufferedReader::Open()
+ZUBOOL CBufferedReader::Open()
 try {
     CFunctionLog log(LOG_READER, u"VBufferedReader::Open");
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
@@ -45,7 +47,7 @@ try {
     return 0;
 }
 
-void VBufferedReader::Close()
+void CBufferedReader::Close()
 {
     CFunctionLog log(LOG_READER, u"VBufferedReader::Close");
     // A Read blocked in another thread holds the lock: the stop lets it return.
@@ -63,7 +65,7 @@ void VBufferedReader::Close()
 // remote child's read may wait for a stalled server for ever, though; after a grace the child is
 // closed under it, which is what a network reader's Close is for: it ends such a read at once.
 // The worker, stopped, makes no further call into the child after the read returns.
-void VBufferedReader::StopWorkerForClose()
+void CBufferedReader::StopWorkerForClose()
 {
     if (!m_pWorker)
         return;
@@ -75,7 +77,7 @@ void VBufferedReader::StopWorkerForClose()
     ReplaceWorker(nullptr);
 }
 
-uint32_t VBufferedReader::Read(void* pBuffer, uint32_t nCount)
+uint32_t CBufferedReader::Read(void* pBuffer, uint32_t nCount)
 try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     // Closed, the child has nothing to read ahead; a worker started now would read it while a
@@ -83,13 +85,13 @@ try {
     if (m_bBuffering && !m_pWorker && !m_bClosed)
         StartBuffering();
     if (m_pWorker)
-        return m_pWorker->ReadBuffered(pBuffer, nCount);
+        return m_pWorker->ReadBuffered(pBuffer, nCount, m_bWaitAtEnd);
     return m_pChild ? m_pChild->Read(pBuffer, nCount) : 0;
 } catch (const std::exception&) {
     return 0;
 }
 
-int64_t VBufferedReader::GetLength()
+int64_t CBufferedReader::GetLength()
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     // A live source's length is what has arrived so far.
@@ -98,7 +100,7 @@ int64_t VBufferedReader::GetLength()
     return m_pChild ? m_pChild->GetLength() : -1;
 }
 
-int64_t VBufferedReader::GetPosition()
+int64_t CBufferedReader::GetPosition()
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     if (m_pWorker)
@@ -108,14 +110,14 @@ int64_t VBufferedReader::GetPosition()
 
 // Both +n and -n count n bytes back from the end. Distances of 2 GiB and more are not supported
 // from the end: such an offset is refused rather than read as its low 32 bits.
-int64_t VBufferedReader::SeekFromEnd(int64_t nOffset)
+int64_t CBufferedReader::SeekFromEnd(int64_t nOffset)
 {
     if (nOffset < std::numeric_limits<int32_t>::min() || nOffset > std::numeric_limits<int32_t>::max())
         return -1;
     return GetLength() - std::llabs(nOffset);
 }
 
-int64_t VBufferedReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
+int64_t CBufferedReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
 try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     if (!m_pWorker)
@@ -152,44 +154,44 @@ try {
     return -1;
 }
 
-void VBufferedReader::SetBufferInFile(ZUBOOL bInFile)
+void CBufferedReader::SetBufferInFile(ZUBOOL bInFile)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_bBufferInFile = bInFile;
 }
 
-void VBufferedReader::SetBufferFile(const ZUCHAR* pszPath)
+void CBufferedReader::SetBufferFile(const ZUCHAR* pszPath)
 try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_BufferFile = pszPath ? reinterpret_cast<const char16_t*>(pszPath) : u"";
 } catch (const std::exception&) {
 }
 
-void VBufferedReader::SetRetryTime(int32_t nMilliseconds)
+void CBufferedReader::SetRetryTime(int32_t nMilliseconds)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
-    m_nRetryTime.store(nMilliseconds, std::memory_order_relaxed);
+    m_nRetryTime = nMilliseconds;
 }
 
-void VBufferedReader::EnableIcyMetadata()
+void CBufferedReader::EnableIcyMetadata()
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_bIcyMetadata = 1;
 }
 
-void VBufferedReader::SetWaitAtEnd(ZUBOOL bWait)
+void CBufferedReader::SetWaitAtEnd(ZUBOOL bWait)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
-    m_bWaitAtEnd.store(bWait != 0, std::memory_order_relaxed);
+    m_bWaitAtEnd = bWait != 0;
 }
 
-void VBufferedReader::SetBufferSize(uint32_t nBytes)
+void CBufferedReader::SetBufferSize(uint32_t nBytes)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_nBufferSize = nBytes;
 }
 
-void VBufferedReader::SetBuffering(ZUBOOL bBuffering)
+void CBufferedReader::SetBuffering(ZUBOOL bBuffering)
 try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     const bool bChanged = (bBuffering != 0) != (m_bBuffering != 0);
@@ -203,7 +205,7 @@ try {
 } catch (const std::exception&) {
 }
 
-ZUBOOL VBufferedReader::StartBuffering()
+ZUBOOL CBufferedReader::StartBuffering()
 try {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     if (m_pWorker) {
@@ -218,9 +220,14 @@ try {
         return 1;
     if (!m_pChild)
         return 0;
-    const int64_t nPosition = m_pChild->GetPosition();
-    std::unique_ptr<CBackgroundReaderThread> pWorker(new (std::nothrow) CBackgroundReaderThread(
-        this, nPosition > 0 ? nPosition : 0, m_nBufferSize, m_bBufferInFile != 0, m_BufferFile, m_bIcyMetadata != 0));
+    CBackgroundReaderThread::CSettings settings;
+    settings.nStartOffset = std::max<int64_t>(m_pChild->GetPosition(), 0);
+    settings.nCapacity = m_nBufferSize;
+    settings.bFileBacked = m_bBufferInFile != 0;
+    settings.bufferFile = m_BufferFile;
+    settings.bIcy = m_bIcyMetadata != 0;
+    settings.nRetryTime = m_nRetryTime;
+    std::unique_ptr<CBackgroundReaderThread> pWorker(new (std::nothrow) CBackgroundReaderThread(m_pChild, settings));
     if (!pWorker)
         return 0;
     const bool bHasMemory = pWorker->HasMemory();
@@ -230,7 +237,7 @@ try {
     return 0;
 }
 
-ZUBOOL VBufferedReader::StopBuffering()
+ZUBOOL CBufferedReader::StopBuffering()
 {
     SignalWorkerStop();
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
@@ -238,7 +245,7 @@ ZUBOOL VBufferedReader::StopBuffering()
     return 1;
 }
 
-ZUBOOL VBufferedReader::GetBufferState(uint32_t* pActive, uint32_t* pBuffered, uint32_t* pCapacity, uint32_t* pEnd)
+ZUBOOL CBufferedReader::GetBufferState(uint32_t* pActive, uint32_t* pBuffered, uint32_t* pCapacity, uint32_t* pEnd)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     const bool bActive = m_pWorker != nullptr;
@@ -253,7 +260,7 @@ ZUBOOL VBufferedReader::GetBufferState(uint32_t* pActive, uint32_t* pBuffered, u
     return 1;
 }
 
-float VBufferedReader::GetBufferFullness()
+float CBufferedReader::GetBufferFullness()
 {
     uint32_t nActive = 0, nBuffered = 0, nCapacity = 0, nEnd = 0;
     GetBufferState(&nActive, &nBuffered, &nCapacity, &nEnd);
@@ -262,7 +269,7 @@ float VBufferedReader::GetBufferFullness()
     return static_cast<float>(nBuffered) / static_cast<float>(nCapacity);
 }
 
-ZUBSTR VBufferedReader::GetStreamTitle()
+ZUBSTR CBufferedReader::GetStreamTitle()
 try {
     std::string title;
     {
@@ -275,14 +282,30 @@ try {
     return nullptr;
 }
 
-void VBufferedReader::SignalWorkerStop()
+ZUBSTR CBufferedReader::GetStreamTitleAtReadPosition(uint32_t* pBytesToNext)
+try {
+    std::string title;
+    int64_t nToNext = -1;
+    {
+        std::lock_guard<std::mutex> lock(m_WorkerLock);
+        if (m_pWorker)
+            title = m_pWorker->GetTitleAtReadPosition(nToNext);
+    }
+    if (pBytesToNext)
+        *pBytesToNext = nToNext < 0 || nToNext > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(nToNext);
+    return AllocSystemString(CIcyMetadata::TitleToText(title));
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+void CBufferedReader::SignalWorkerStop()
 {
     std::lock_guard<std::mutex> lock(m_WorkerLock);
     if (m_pWorker)
         m_pWorker->SetStopRequest(1);
 }
 
-void VBufferedReader::ReplaceWorker(std::unique_ptr<CBackgroundReaderThread> pWorker)
+void CBufferedReader::ReplaceWorker(std::unique_ptr<CBackgroundReaderThread> pWorker)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     std::unique_ptr<CBackgroundReaderThread> pOld;

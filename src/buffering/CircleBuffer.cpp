@@ -33,7 +33,8 @@ CCircleBuffer::~CCircleBuffer()
 }
 
 // A name of the ring's own is made only where nothing holds it yet, so that nobody can put a link
-// there first and have the ring write through it into their target.
+// there first and have the ring write through it into their target. Where the system keeps such a
+// file in no folder, the name is only the file's label and the ring reports no path.
 void CCircleBuffer::CreateFileMemory(const std::u16string& path)
 {
     m_bTemporary = path.empty();
@@ -42,7 +43,7 @@ void CCircleBuffer::CreateFileMemory(const std::u16string& path)
         bMapped = host::CTempFileName::Create(
             u"Circle Buffer", u"dat",
             [this](const std::u16string& name) {
-                if (m_Mapping.Create(name, m_nCapacity, platform::EMappedFileName::NewOnly))
+                if (m_Mapping.Create(name, m_nCapacity, platform::EMappedFileName::Temporary))
                     return host::CTempFileName::EAttempt::Created;
                 return m_Mapping.LastFailure() == platform::EMappedFileFailure::NameTaken
                            ? host::CTempFileName::EAttempt::NameTaken
@@ -53,32 +54,34 @@ void CCircleBuffer::CreateFileMemory(const std::u16string& path)
         m_Path = path;
         bMapped = m_Mapping.Create(m_Path, m_nCapacity);
     }
-    if (bMapped)
-        m_pData = m_Mapping.Data();
-    else
+    if (!bMapped) {
         LogMappingFailure();
+        return;
+    }
+    m_pData = m_Mapping.Data();
+    if (!m_Mapping.InFolder())
+        m_Path.clear();
 }
 
 void CCircleBuffer::LogMappingFailure() const
 {
     if (m_Mapping.LastFailure() == platform::EMappedFileFailure::NoSpace)
-        Log(LOG_READER, u"CCircleBuffer::CCircleBuffer", u"No room for a %u-byte buffer in %s: the disk is full (error %u)",
-            m_nCapacity, m_Path, m_Mapping.LastError());
+        Log(LOG_READER, u"CCircleBuffer::CCircleBuffer",
+            u"No room for a %u-byte buffer in %s: the disk or the memory is full (error %u)", m_nCapacity, m_Path,
+            m_Mapping.LastError());
     else
         Log(LOG_READER, u"CCircleBuffer::CCircleBuffer", u"Cannot make the %u-byte buffer file %s (error %u)",
             m_nCapacity, m_Path, m_Mapping.LastError());
 }
 
-// The view goes first: a mapped file can be neither deleted nor cut on Windows.
+// A temporary file goes with its view. The view goes first: a mapped file cannot be cut on Windows.
 void CCircleBuffer::ReleaseFile()
 {
     m_Mapping.Close();
-    const int64_t nLength = platform::FileSizeByName(m_Path);
-    if (nLength < 0)
+    if (m_bTemporary)
         return;
-    if (m_bTemporary) {
-        platform::DeleteFileByName(m_Path);
-    } else if (static_cast<uint64_t>(nLength) > m_nTotalWritten) {
+    const int64_t nLength = platform::FileSizeByName(m_Path);
+    if (nLength >= 0 && static_cast<uint64_t>(nLength) > m_nTotalWritten) {
         platform::CFile file;
         if (file.Open(m_Path, platform::FILE_ACCESS_READ | platform::FILE_ACCESS_WRITE, 0, platform::FILE_OPEN_EXISTING) &&
             file.Seek(static_cast<int64_t>(m_nTotalWritten), 0) >= 0)
@@ -96,13 +99,6 @@ void CCircleBuffer::Unlock()
 {
     if (m_bLocking)
         m_Lock.unlock();
-}
-
-void CCircleBuffer::EndTransfer()
-{
-    for (; m_nQueryHolds > 0; --m_nQueryHolds)
-        Unlock();
-    Unlock();
 }
 
 uint32_t CCircleBuffer::UsedLocked() const
@@ -126,25 +122,20 @@ uint32_t CCircleBuffer::Advanced(uint32_t nIndex, uint64_t nCount) const
     return static_cast<uint32_t>(nSum < 2ull * m_nCapacity ? nSum - m_nCapacity : nSum % m_nCapacity);
 }
 
-uint32_t CCircleBuffer::GetUsed(bool bRelease)
+uint32_t CCircleBuffer::GetUsed()
 {
     Lock();
-    return EndQuery(UsedLocked(), bRelease);
+    const uint32_t nUsed = UsedLocked();
+    Unlock();
+    return nUsed;
 }
 
-uint32_t CCircleBuffer::GetFree(bool bRelease)
+uint32_t CCircleBuffer::GetFree()
 {
     Lock();
-    return EndQuery(FreeLocked(), bRelease);
-}
-
-uint32_t CCircleBuffer::EndQuery(uint32_t nAnswer, bool bRelease)
-{
-    if (bRelease || !m_bLocking)
-        Unlock();
-    else
-        ++m_nQueryHolds;
-    return nAnswer;
+    const uint32_t nFree = FreeLocked();
+    Unlock();
+    return nFree;
 }
 
 void CCircleBuffer::CopyOut(unsigned char* pDestination, uint32_t nStart, uint32_t nCount) const
@@ -167,56 +158,52 @@ void CCircleBuffer::CopyIn(const unsigned char* pSource, uint32_t nStart, uint32
 // a small one costs less than a second round on the lock, and is made under it.
 // Only the consumer moves the read index, and the producer never writes into held bytes, so the
 // bytes being read stay put; the index moves once they are out.
-uint32_t CCircleBuffer::Read(void* pDestination, uint32_t nCount)
+uint32_t CCircleBuffer::Read(void* pDestination, uint32_t nMax)
 {
     Lock();
-    if (!m_pData || !pDestination || nCount == 0) {
-        EndTransfer();
+    const uint32_t nCopied = pDestination ? std::min(nMax, UsedLocked()) : 0;
+    if (nCopied == 0) {
+        Unlock();
         return 0;
     }
-    const uint32_t nCopied = Bounded(nCount);
     const uint32_t nStart = m_nReadIndex;
-    if (IsSmall(nCopied)) {
-        CopyOut(static_cast<unsigned char*>(pDestination), nStart, nCopied);
-        m_nReadIndex = Advanced(nStart, nCopied);
-        EndTransfer();
-        return nCopied;
-    }
-    EndTransfer();
+    const bool bUnlocked = !IsSmall(nCopied);
+    if (bUnlocked)
+        Unlock();
     CopyOut(static_cast<unsigned char*>(pDestination), nStart, nCopied);
-    Lock();
+    if (bUnlocked)
+        Lock();
     m_nReadIndex = Advanced(nStart, nCopied);
     Unlock();
     return nCopied;
 }
 
-uint32_t CCircleBuffer::Peek(void* pDestination, uint32_t nCount, uint32_t nOffset)
+uint32_t CCircleBuffer::Peek(void* pDestination, uint32_t nMax, uint32_t nOffset)
 {
     Lock();
-    uint32_t nCopied = 0;
-    if (m_pData && pDestination && nCount > 0) {
-        nCopied = Bounded(nCount);
+    const uint32_t nUsed = UsedLocked();
+    const uint32_t nCopied = pDestination && nOffset < nUsed ? std::min(nMax, nUsed - nOffset) : 0;
+    if (nCopied > 0)
         CopyOut(static_cast<unsigned char*>(pDestination), Advanced(m_nReadIndex, nOffset), nCopied);
-    }
-    EndTransfer();
+    Unlock();
     return nCopied;
 }
 
 // As Read: the copy runs without the lock. The bytes being written are free space that a step
 // back (Rewind) could otherwise claim meanwhile, so they are marked as taken until the index moves.
-uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nCount)
+uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nMax)
 {
     Lock();
-    if (!m_pData || !pSource || nCount == 0) {
-        EndTransfer();
+    const uint32_t nCopied = pSource ? std::min(nMax, FreeLocked()) : 0;
+    if (nCopied == 0) {
+        Unlock();
         return 0;
     }
-    const uint32_t nCopied = Bounded(nCount);
     const uint32_t nStart = m_nWriteIndex;
     const bool bUnlocked = !IsSmall(nCopied);
     if (bUnlocked) {
         m_nWriting = nCopied;
-        EndTransfer();
+        Unlock();
     }
     CopyIn(static_cast<const unsigned char*>(pSource), nStart, nCopied);
     if (bUnlocked)
@@ -224,20 +211,17 @@ uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nCount)
     m_nWriteIndex = Advanced(nStart, nCopied);
     m_nTotalWritten += nCopied;
     m_nWriting = 0;
-    if (bUnlocked)
-        Unlock();
-    else
-        EndTransfer();
+    Unlock();
     return nCopied;
 }
 
 unsigned char* CCircleBuffer::BeginWrite(uint32_t nMax, uint32_t& nSpace)
 {
     Lock();
-    nSpace = m_pData ? std::min({nMax, FreeLocked(), m_nCapacity - m_nWriteIndex}) : 0;
+    nSpace = std::min({nMax, FreeLocked(), m_nCapacity - m_nWriteIndex});
     m_nWriting = nSpace;
     unsigned char* pSpace = nSpace > 0 ? m_pData + m_nWriteIndex : nullptr;
-    EndTransfer();
+    Unlock();
     return pSpace;
 }
 
@@ -256,20 +240,22 @@ uint32_t CCircleBuffer::RewindableLocked() const
     return FreeLocked() > m_nWriting ? FreeLocked() - m_nWriting : 0;
 }
 
-uint32_t CCircleBuffer::GetRewindable(bool bRelease)
+uint32_t CCircleBuffer::GetRewindable()
 {
     Lock();
-    return EndQuery(RewindableLocked(), bRelease);
+    const uint32_t nRewindable = RewindableLocked();
+    Unlock();
+    return nRewindable;
 }
 
-void CCircleBuffer::Rewind(int64_t nCount)
+bool CCircleBuffer::Rewind(int64_t nCount)
 {
     Lock();
-    if (m_pData && nCount > 0) {
-        const uint32_t nBack = static_cast<uint32_t>(std::min<int64_t>(nCount, RewindableLocked()));
-        m_nReadIndex = Advanced(m_nReadIndex, m_nCapacity - nBack);
-    }
+    const bool bHeld = nCount >= 0 && nCount <= RewindableLocked();
+    if (bHeld && nCount > 0)
+        m_nReadIndex = Advanced(m_nReadIndex, m_nCapacity - static_cast<uint32_t>(nCount));
     Unlock();
+    return bHeld;
 }
 
 void CCircleBuffer::Skip(int64_t nCount)

@@ -7,24 +7,24 @@
 
 using namespace zu;
 
-VCirclingReader::VCirclingReader(VReader* pChild) : VWrappingReader(pChild, true)
+CCirclingReader::CCirclingReader(VReader* pChild) : VCirclingReader(pChild)
 {
     m_nType = ZU_READER_CIRCLING;
 }
 
-void VCirclingReader::SetEndOfStreamPosition(int64_t nPosition)
+void CCirclingReader::SetEndOfStreamPosition(int64_t nPosition)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_nEndOfStreamPosition = nPosition;
 }
 
-int64_t VCirclingReader::GetEndOfStreamPosition()
+int64_t CCirclingReader::GetEndOfStreamPosition()
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     return m_nEndOfStreamPosition;
 }
 
-uint32_t VCirclingReader::Read(void* pBuffer, uint32_t nCount)
+uint32_t CCirclingReader::Read(void* pBuffer, uint32_t nCount)
 {
     CFunctionLog log(LOG_READER, u"VCirclingReader::Read");
     log.Log(u"Reading %d bytes", nCount);
@@ -34,7 +34,7 @@ uint32_t VCirclingReader::Read(void* pBuffer, uint32_t nCount)
 // An end behind the current position lies in the next lap: the rest of this lap, then the part of
 // the next one from the restart position up to the end. Positions are the host's and the child's
 // to set (an unknown one is -1): a distance beyond 64 bits counts as no limit.
-int64_t VCirclingReader::BytesBeforeEndOfStream(int64_t nEnd, int64_t nPosition)
+int64_t CCirclingReader::BytesBeforeEndOfStream(int64_t nEnd, int64_t nPosition)
 {
     constexpr int64_t kNoLimit = std::numeric_limits<int64_t>::max();
     int64_t nBefore;
@@ -49,7 +49,7 @@ int64_t VCirclingReader::BytesBeforeEndOfStream(int64_t nEnd, int64_t nPosition)
     return nBefore;
 }
 
-int64_t VCirclingReader::ReadInt64(void* pBuffer, int64_t nBytes, ZUBOOL bWrap)
+int64_t CCirclingReader::ReadInt64(void* pBuffer, int64_t nBytes, ZUBOOL bWrap)
 {
     CFunctionLog log(LOG_READER, u"VCirclingReader::ReadInt64");
     const int64_t nEnd = GetEndOfStreamPosition();

@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <cstring>
 
-CIcyStripper::CIcyStripper(uint32_t nInterval, uint32_t nAudioDone, std::string title)
+CIcyStripper::CIcyStripper(uint32_t nInterval, uint32_t nAudioDone, std::string title, CTitleHistory& titles,
+                           int64_t nAudioPosition)
     : m_nInterval(nInterval),
       m_Part(nAudioDone < nInterval ? EPart::AUDIO : EPart::LENGTH),
       m_nPartLeft(nAudioDone < nInterval ? nInterval - nAudioDone : 1),
-      m_Title(std::move(title))
+      m_Title(std::move(title)),
+      m_Titles(titles),
+      m_nAudioPosition(nAudioPosition)
 {
 }
 
@@ -41,6 +44,7 @@ uint32_t CIcyStripper::TakeAudio(unsigned char* pBytes, uint32_t nAt, uint32_t n
     if (nKept != nAt)
         std::memmove(pBytes + nKept, pBytes + nAt, nTaken);
     m_nPartLeft -= nTaken;
+    m_nAudioPosition += nTaken;
     if (m_nPartLeft == 0) {
         m_Part = EPart::LENGTH;
         m_nPartLeft = 1;
@@ -63,7 +67,7 @@ uint32_t CIcyStripper::TakeBlock(const unsigned char* pBytes, uint32_t nCount)
     m_nPartLeft -= nTaken;
     if (m_nPartLeft == 0) {
         if (CIcyMetadata::ApplyBlock(reinterpret_cast<const unsigned char*>(m_Block.data()), m_Block.size(), m_Title))
-            m_bNewTitle = true;
+            m_Titles.Add(m_nAudioPosition, m_Title);
         m_Part = EPart::AUDIO;
         m_nPartLeft = m_nInterval;
     }
@@ -73,13 +77,4 @@ uint32_t CIcyStripper::TakeBlock(const unsigned char* pBytes, uint32_t nCount)
 uint32_t CIcyStripper::BytesToPartEnd() const
 {
     return m_nPartLeft;
-}
-
-bool CIcyStripper::TakeNewTitle(std::string& title)
-{
-    if (!m_bNewTitle)
-        return false;
-    m_bNewTitle = false;
-    title = m_Title;
-    return true;
 }

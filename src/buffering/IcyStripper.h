@@ -1,8 +1,11 @@
 // CIcyStripper: takes the metadata out of an Internet-radio (ICY) byte stream, in whatever pieces
 // the stream arrives. The stream is audio runs of the station's interval, each followed by a
 // length byte (in units of 16 bytes) and that many bytes of metadata; a block may be cut across
-// any number of pieces. Each completed block is applied to the title it keeps.
+// any number of pieces. Each completed block is applied to the title it keeps, and a title that
+// changes goes into the history at the audio position where its block was cut out.
 #pragma once
+
+#include "buffering/TitleHistory.h"
 
 #include <cstdint>
 #include <string>
@@ -10,8 +13,10 @@
 class CIcyStripper {
 public:
     // nInterval above 0; nAudioDone: audio bytes of the current interval already passed on (at
-    // most nInterval). title: the title before the first block (the station's name).
-    CIcyStripper(uint32_t nInterval, uint32_t nAudioDone, std::string title);
+    // most nInterval). title: the title before the first block (the station's name). Audio
+    // positions count from nAudioPosition.
+    CIcyStripper(uint32_t nInterval, uint32_t nAudioDone, std::string title, CTitleHistory& titles,
+                 int64_t nAudioPosition);
 
     // Removes the metadata from the nCount bytes at pBytes by moving the audio together at the
     // front; answers how many audio bytes are left there.
@@ -23,8 +28,7 @@ public:
 
     bool IsInAudio() const { return m_Part == EPart::AUDIO; }
 
-    // The title when a block has changed it since the last call.
-    bool TakeNewTitle(std::string& title);
+    const std::string& Title() const { return m_Title; }
 
 private:
     enum class EPart { AUDIO, LENGTH, BLOCK };
@@ -38,5 +42,6 @@ private:
     uint32_t m_nPartLeft;
     std::string m_Block;
     std::string m_Title;
-    bool m_bNewTitle = false;
+    CTitleHistory& m_Titles;
+    int64_t m_nAudioPosition;
 };

@@ -1,6 +1,6 @@
 #include "core/TruncatingReader.h"
 
-CTruncatingReader::CTruncatingReader(VReader* pInner, int64_t nLimit) : VWrappingReader(pInner, true), m_nLimit(nLimit)
+CTruncatingReader::CTruncatingReader(VReader* pInner, int64_t nLimit) : VWrappingReader(pInner, EChild::OWNED), m_nLimit(nLimit)
 {
     m_nType = ZU_READER_TRUNCATING;
 }

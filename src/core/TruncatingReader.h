@@ -7,7 +7,7 @@
 // so it stays so.
 #pragma once
 
-#include "core/WrappingReader.h"
+#include <zureader/WrappingReader.h>
 
 class CTruncatingReader : public VWrappingReader {
 public:

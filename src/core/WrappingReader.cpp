@@ -1,14 +1,14 @@
-#include "core/WrappingReader.h"
+#include <zureader/WrappingReader.h>
 
-VWrappingReader::VWrappingReader(VReader* pChild, bool bOwnsChild)
-    : m_pChild(pChild), m_pOwnedChild(bOwnsChild ? pChild : nullptr)
+VWrappingReader::VWrappingReader(VReader* pChild, EChild eChild)
+    : m_pChild(pChild), m_pOwnedChild(eChild == EChild::OWNED ? pChild : nullptr), m_bClosesChild(eChild != EChild::BORROWED)
 {
     m_nType = ZU_READER_WRAPPING;
 }
 
 VWrappingReader::~VWrappingReader()
 {
-    if (m_pChild)
+    if (m_pChild && m_bClosesChild)
         m_pChild->Close();
 }
 

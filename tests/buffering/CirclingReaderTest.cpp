@@ -21,7 +21,7 @@ protected:
     {
         // A file, which refuses a seek to -1 (a memory reader clamps it).
         WriteFile(m_Folder.File(u"loop.bin"), m_Bytes);
-        m_pReader.reset(static_cast<VCirclingReader*>(GetCirclingReader(GetLocalReader(Z(m_Folder.File(u"loop.bin"))))));
+        m_pReader.reset(ZUReaderCast<VCirclingReader>(GetCirclingReader(GetLocalReader(Z(m_Folder.File(u"loop.bin"))))));
         ASSERT_EQ(m_pReader->Open(), 1);
         m_nListener = CLog::Get()->AddListener(zu::LOG_READER);
     }

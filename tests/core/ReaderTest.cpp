@@ -93,7 +93,7 @@ std::vector<CSeekable> SeekableReaders(const CTempFolder& folder)
     readers.push_back({"buffered", CReaderPtr(GetBufferedReader(GetLocalReader(Z(path))))});
     readers.push_back({"buffered over memory", CReaderPtr(GetBufferedReader(GetMemoryReader("0123456789", 10, 1)))});
     for (CSeekable& seekable : readers) {
-        if (auto* pBuffered = dynamic_cast<VBufferedReader*>(seekable.pReader.get()))
+        if (auto* pBuffered = ZUReaderCast<VBufferedReader>(seekable.pReader.get()))
             pBuffered->SetBufferInFile(0);
         EXPECT_EQ(seekable.pReader->Open(), 1) << seekable.pszName;
     }

@@ -1,6 +1,6 @@
 #include "TestSupport.h"
 
-#include "core/WrappingReader.h"
+#include <zureader/WrappingReader.h>
 #include "core/MemoryReader.h"
 #include "platform/File.h"
 
@@ -10,11 +10,17 @@ using namespace zutest;
 
 namespace {
 
-// A memory reader that reports its own destruction.
+// A memory reader that reports its own destruction and counts its closes.
 class CWatchedReader : public CMemoryReader {
 public:
     explicit CWatchedReader(bool& bDestroyed) : CMemoryReader(ZU_READER_MEMORY), m_bDestroyed(bDestroyed) {}
     ~CWatchedReader() override { m_bDestroyed = true; }
+    void Close() override
+    {
+        ++m_nCloses;
+        CMemoryReader::Close();
+    }
+    int m_nCloses = 0;
 
 private:
     bool& m_bDestroyed;
@@ -29,7 +35,7 @@ TEST(WrappingReaderTest, OperationsAndSettersReachTheChild)
     const std::string bytes = PatternBytes(1000);
     WriteFile(path, bytes);
     VReader* pChild = GetLocalReader(Z(path));
-    VWrappingReader wrapper(pChild, true);
+    VWrappingReader wrapper(pChild, VWrappingReader::EChild::OWNED);
     wrapper.SetOptions(Z(u"READ_ONLY|1"));
     ASSERT_EQ(wrapper.Open(), 1);
     EXPECT_EQ(wrapper.IsReadOnly(), 1) << "the option was read by the child at Open";
@@ -43,7 +49,7 @@ TEST(WrappingReaderTest, OperationsAndSettersReachTheChild)
     EXPECT_EQ(pChild->IsOpen(), 0);
 
     const std::u16string made = folder.File(u"made.bin");
-    VWrappingReader writer(GetLocalReader(Z(made)), true);
+    VWrappingReader writer(GetLocalReader(Z(made)), VWrappingReader::EChild::OWNED);
     ASSERT_EQ(writer.Create(), 1);
     EXPECT_EQ(writer.Write("abcdef", 6), 6u);
     EXPECT_EQ(writer.SetPosition(2, ZU_SEEK_BEGIN), 2);
@@ -54,22 +60,28 @@ TEST(WrappingReaderTest, OperationsAndSettersReachTheChild)
     EXPECT_EQ(zu::platform::FileSizeByName(made), -1) << "delete-on-close was set on the child";
 }
 
-TEST(WrappingReaderTest, OwnedChildIsDeletedAndABorrowedOneOnlyClosed)
+TEST(WrappingReaderTest, OwnedChildIsDeletedAClosedOneOnlyClosedAndABorrowedOneLeftAlone)
 {
     bool bOwnedDestroyed = false;
+    bool bClosedDestroyed = false;
     bool bBorrowedDestroyed = false;
+    CWatchedReader closed(bClosedDestroyed);
     CWatchedReader borrowed(bBorrowedDestroyed);
     {
-        VWrappingReader owner(new CWatchedReader(bOwnedDestroyed), true);
-        VWrappingReader lender(&borrowed, false);
+        VWrappingReader owner(new CWatchedReader(bOwnedDestroyed), VWrappingReader::EChild::OWNED);
+        VWrappingReader closer(&closed, VWrappingReader::EChild::CLOSED);
+        VWrappingReader lender(&borrowed, VWrappingReader::EChild::BORROWED);
     }
     EXPECT_TRUE(bOwnedDestroyed);
+    EXPECT_FALSE(bClosedDestroyed);
     EXPECT_FALSE(bBorrowedDestroyed);
+    EXPECT_GE(closed.m_nCloses, 1);
+    EXPECT_EQ(borrowed.m_nCloses, 0) << "the reader that lent it still reads it";
 }
 
 TEST(WrappingReaderTest, WithoutAChildThereIsNothingToRead)
 {
-    VWrappingReader wrapper(nullptr, true);
+    VWrappingReader wrapper(nullptr, VWrappingReader::EChild::OWNED);
     char byte;
     EXPECT_EQ(wrapper.Open(), 0);
     EXPECT_EQ(wrapper.Create(), 0);

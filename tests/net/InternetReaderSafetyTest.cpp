@@ -88,7 +88,7 @@ TEST_F(InternetReaderSafetyTest, WhatWasMeantForOneSiteStaysThere)
         const std::string agent = UniqueTag("same-site");
         CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTP", "/redirect/301"), NginxLogin() + U16("|USER_AGENT|" + agent));
         ASSERT_TRUE(reader->Open());
-        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", agent);
+        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", agent, 3000, 2);
         ASSERT_EQ(2u, lines.size());
         EXPECT_NE("-", AccessLogField(lines[1], "auth")) << lines[1];
     }
@@ -100,7 +100,7 @@ TEST_F(InternetReaderSafetyTest, WhatWasMeantForOneSiteStaysThere)
         CReaderPtr reader = InternetReader(ServerUrl("NGINX_HTTPS", "/redirect/plain"),
                                            NginxLogin() + U16("|HTTPREQUEST_TYPE|HEAD|USER_AGENT|" + agent));
         ASSERT_TRUE(reader->Open()) << Utf8(Info(*reader, u"StatusText"));
-        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", agent);
+        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", agent, 3000, 2);
         ASSERT_EQ(2u, lines.size());
         EXPECT_EQ(0u, lines[1].find("http HEAD \"/hello.txt\"")) << lines[1];
         EXPECT_EQ("-", AccessLogField(lines[1], "auth"));

@@ -138,7 +138,7 @@ TEST_F(InternetReaderTest, RequestsCarryTheHeadersTheOptionsAndTheSharedCookieAs
         std::memcpy(static_cast<char*>(section.Data()) + 4, cookie.c_str(), (cookie.size() + 1) * sizeof(char16_t));
         ASSERT_TRUE(InternetReader(url)->Open());
         ASSERT_TRUE(InternetReader(url, u"NO_COOKIE|1")->Open());
-        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", tag);
+        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", tag, 3000, 2);
         ASSERT_EQ(2u, lines.size());
         EXPECT_EQ(Utf8(cookie), AccessLogField(lines[0], "cookie"));
         EXPECT_EQ("-", AccessLogField(lines[1], "cookie"));
@@ -195,7 +195,7 @@ TEST_F(InternetReaderTest, RedirectsAreFollowedByTheReaderItself)
         ASSERT_TRUE(reader->Open());
         EXPECT_EQ(ServerUrl("NGINX_HTTP", "/hello.txt?" + tag), Info(*reader, u"Location"));
         EXPECT_EQ(HELLO, ReadToEnd(*reader));
-        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", tag);
+        const std::vector<std::string> lines = LogLinesWith("NGINX_ACCESS_LOG", tag, 3000, 2);
         ASSERT_EQ(2u, lines.size());
         EXPECT_NE(std::string::npos, lines[0].find("GET \"/redirect/301?" + tag + "\" 301 "));
         EXPECT_NE(std::string::npos, lines[1].find("GET \"/hello.txt?" + tag + "\" 200 "));

@@ -182,6 +182,12 @@ radio_checks() {
   check "radio -o prints each title once, in order, on standard output" cmp -s "$scratch/expected" <(titles_of "$scratch/titles")
   check "radio -o prints nothing but titles" test "$(wc -l < "$scratch/titles")" -eq 5 -a ! -s "$scratch/err"
 
+  # The whole stream at once: every title is still printed, each as its audio is written.
+  run_for 60 radio "$odd/radio?metaint=4000&blocks=8&tail=77" -o "$(native_path "$scratch/radio.bin")" \
+    > "$scratch/titles" 2> "$scratch/err"
+  check "radio -o of a stream that came at once writes exactly the audio" cmp -s <(pattern_of $((4000 * 8 + 77))) "$scratch/radio.bin"
+  check "radio -o of a stream that came at once prints every title, in order" cmp -s "$scratch/expected" <(titles_of "$scratch/titles")
+
   # The station's header in the body; the audio to standard output, the titles to standard error.
   run_for 60 radio "$odd/radio?metaint=3000&blocks=3&inline=1&pause=100" > "$scratch/radio.bin" 2> "$scratch/titles"
   check "radio to standard output writes exactly the audio" cmp -s <(pattern_of 9000) "$scratch/radio.bin"

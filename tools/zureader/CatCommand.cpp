@@ -1,12 +1,11 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "Console.h"
 #include "OutputSink.h"
 #include "Progress.h"
 #include "ReaderPtr.h"
 #include "ReaderSetup.h"
 
-#include "buffering/CirclingReader.h"
-#include "platform/Console.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -55,7 +54,7 @@ struct CDecorators {
             pReader = MakeReadAhead(std::move(pReader));
         if (pReader && bLoop) {
             pReader.reset(GetCirclingReader(pReader.release()));
-            pLoop = static_cast<VCirclingReader*>(pReader.get());
+            pLoop = ZUReaderCast<VCirclingReader>(pReader.get());
         }
         if (pReader && bTruncate)
             pReader.reset(GetTruncatingReader(pReader.release(), nLimit));
@@ -134,7 +133,7 @@ int RunCat(const CArguments& arguments)
     if (!sink.Open(output))
         return Fail(EExit::WRITE_FAILED, "cannot create " + ToUtf8(output));
 
-    const bool bWatched = zu::platform::IsTerminal(2) && (!output.empty() || !zu::platform::IsTerminal(1));
+    const bool bWatched = IsTerminal(2) && (!output.empty() || !IsTerminal(1));
     const int64_t nAnnounced = decorators.AnnouncedBytes(*pReader);
     CProgress progress(bWatched, decorators.ExpectedBytes(*pReader));
     // The cut reader limits each read, not the sum: the count of what is left is ours to keep.

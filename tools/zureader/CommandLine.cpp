@@ -1,6 +1,6 @@
 #include "CommandLine.h"
 
-#include "platform/Text.h"
+#include <zureader/TextConversion.h>
 
 namespace zucli {
 
@@ -65,12 +65,12 @@ bool ParseCount(const std::u16string& text, uint64_t nMax, uint64_t& nValue)
 
 std::string ToUtf8(const std::u16string& text)
 {
-    return zu::platform::Utf8FromUtf16(text);
+    return zureader::Utf8FromUtf16(text);
 }
 
 std::u16string FromUtf8(const std::string& text)
 {
-    return zu::platform::Utf16FromUtf8(text);
+    return zureader::Utf16FromUtf8(text);
 }
 
 }  // namespace zucli

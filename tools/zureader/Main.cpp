@@ -3,7 +3,7 @@
 #include "Commands.h"
 #include "TerminalPrompt.h"
 
-#include "platform/Console.h"
+#include "Console.h"
 
 #include <zureader/ZUReader.h>
 
@@ -48,7 +48,7 @@ public:
 int main(int argc, char** argv)
 {
     using namespace zucli;
-    const std::vector<std::u16string> arguments = zu::platform::CommandLineArguments(argc, argv);
+    const std::vector<std::u16string> arguments = CommandLineArguments(argc, argv);
     if (arguments.size() < 2 || arguments[1] == u"--help" || arguments[1] == u"-h") {
         PrintText(kHelp);
         return static_cast<int>(arguments.size() < 2 ? EExit::USAGE : EExit::OK);

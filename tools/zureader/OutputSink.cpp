@@ -2,7 +2,7 @@
 
 #include "CommandLine.h"
 
-#include "platform/Console.h"
+#include "Console.h"
 
 #include <cstdio>
 
@@ -18,7 +18,7 @@ bool COutputSink::Open(const std::u16string& path)
 {
     m_Path = path;
     if (path.empty()) {
-        zu::platform::SetBinaryMode(stdout);
+        SetBinaryMode(stdout);
         return true;
     }
     m_pFile.reset(GetLocalReader(Z(path)));

@@ -1,6 +1,6 @@
 #include "Progress.h"
 
-#include "platform/Console.h"
+#include "Console.h"
 
 #include <cstdio>
 #include <string>
@@ -68,7 +68,7 @@ void CProgress::Draw(bool bFinal)
         std::snprintf(tail, sizeof(tail), " %3.0f%%  ETA %.0fs", share * 100, bFinal ? 0.0 : eta);
         line = bar + " " + line + tail;
     }
-    const int nColumns = zu::platform::TerminalColumns();
+    const int nColumns = TerminalColumns();
     if (static_cast<int>(line.size()) >= nColumns)
         line.resize(nColumns > 1 ? nColumns - 1 : 0);
     std::fprintf(stderr, "\r%-*s", nColumns > 1 ? nColumns - 1 : 0, line.c_str());

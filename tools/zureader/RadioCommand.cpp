@@ -5,8 +5,6 @@
 #include "ReaderPtr.h"
 #include "ReaderSetup.h"
 
-#include "buffering/BufferedReader.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -50,23 +48,31 @@ std::string Timestamp(CClock::duration elapsed)
     return text;
 }
 
-// Prints the stream's title whenever it differs from the one printed last.
+// Prints the title of the audio about to be written whenever it differs from the one printed
+// last, so that a title shows when its audio does, however far ahead the station's bytes came.
 class CTitleLog {
 public:
     CTitleLog(std::FILE* pStream, CClock::time_point start) : m_pStream(pStream), m_Start(start) {}
 
-    void Update(VBufferedReader& radio)
+    // Answers how many bytes may be written before another title takes over.
+    uint32_t Update(VBufferedReader& radio)
     {
-        const std::string title = ToUtf8(TakeInfo(radio.GetStreamTitle()));
-        if (title.empty() || title == m_Last)
-            return;
+        uint32_t nToNext = UINT32_MAX;
+        const std::string title = ToUtf8(TakeInfo(radio.GetStreamTitleAtReadPosition(&nToNext)));
+        if (!title.empty() && title != m_Last)
+            Print(title);
+        return nToNext;
+    }
+
+private:
+    void Print(const std::string& title)
+    {
         m_Last = title;
         const std::string text = Timestamp(CClock::now() - m_Start) + " " + title + "\n";
         std::fwrite(text.data(), 1, text.size(), m_pStream);
         std::fflush(m_pStream);
     }
 
-private:
     std::FILE* m_pStream;
     CClock::time_point m_Start;
     std::string m_Last;
@@ -85,13 +91,13 @@ public:
     bool Play(bool bTimed, CClock::time_point deadline, const CInterruptWatch& interrupt)
     {
         for (;;) {
-            m_Titles.Update(m_Radio);
+            const uint32_t nToNextTitle = m_Titles.Update(m_Radio);
             if (interrupt.IsInterrupted() || (bTimed && CClock::now() >= deadline))
                 return true;
             uint32_t nActive = 0, nBuffered = 0, nCapacity = 0, nEnd = 0;
             m_Radio.GetBufferState(&nActive, &nBuffered, &nCapacity, &nEnd);
             if (nBuffered > 0)
-                Copy(std::min(nBuffered, kChunk));
+                Copy(std::min({nBuffered, kChunk, nToNextTitle}));
             else if (!nActive || nEnd)
                 Drain();
             else
@@ -106,9 +112,8 @@ private:
     // wait only until the worker has finished.
     void Drain()
     {
-        while (Copy(kChunk) > 0) {
+        while (Copy(std::min(kChunk, m_Titles.Update(m_Radio))) > 0) {
         }
-        m_Titles.Update(m_Radio);
         m_bEnded = true;
     }
 
@@ -158,7 +163,7 @@ int RunRadio(const CArguments& arguments)
     COpenFailure failure;
     CReaderPtr pReader = setup.Open(line.Positional()[0], failure, [&](CReaderPtr pSource) {
         CReaderPtr pReadAhead = MakeReadAhead(std::move(pSource));
-        pRadio = static_cast<VBufferedReader*>(pReadAhead.get());
+        pRadio = ZUReaderCast<VBufferedReader>(pReadAhead.get());
         if (pRadio)
             pRadio->EnableIcyMetadata();
         return pReadAhead;

@@ -1,7 +1,5 @@
 #include "ReaderPtr.h"
 
-#include "buffering/BufferedReader.h"
-
 namespace zucli {
 
 std::u16string TakeInfo(ZUBSTR bstr)
@@ -24,11 +22,10 @@ CReaderPtr MakeReadAhead(CReaderPtr pSource)
 {
     constexpr uint32_t kReadAheadBytes = 8 << 20;
     CReaderPtr pReader(GetBufferedReader(pSource.release()));
-    if (!pReader)
-        return nullptr;
-    auto& readAhead = static_cast<VBufferedReader&>(*pReader);
-    readAhead.SetBufferInFile(0);
-    readAhead.SetBufferSize(kReadAheadBytes);
+    if (VBufferedReader* pReadAhead = ZUReaderCast<VBufferedReader>(pReader.get())) {
+        pReadAhead->SetBufferInFile(0);
+        pReadAhead->SetBufferSize(kReadAheadBytes);
+    }
     return pReader;
 }
 

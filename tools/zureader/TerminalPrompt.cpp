@@ -2,7 +2,7 @@
 
 #include "CommandLine.h"
 
-#include "platform/Console.h"
+#include "Console.h"
 
 #include <cstdio>
 #include <mutex>
@@ -49,16 +49,16 @@ CTerminalPrompt::~CTerminalPrompt()
 ZUBOOL CTerminalPrompt::PromptCredentials(void*, const ZUCHAR* pszSite, const ZUCHAR*, ZUCHAR* pszUser,
                                           uint32_t nUserCapacity, ZUCHAR* pszPassword, uint32_t nPasswordCapacity)
 {
-    if (!zu::platform::IsTerminal(0))
+    if (!IsTerminal(0))
         return 0;
     std::lock_guard<std::mutex> lock(g_TerminalLock);
     const std::u16string site = pszSite ? reinterpret_cast<const char16_t*>(pszSite) : u"";
     Ask("User for " + ToUtf8(site) + ": ");
     std::u16string user, password;
-    if (!zu::platform::ReadTerminalLine(false, user) || user.empty())
+    if (!ReadTerminalLine(false, user) || user.empty())
         return 0;
     Ask("Password: ");
-    if (!zu::platform::ReadTerminalLine(true, password))
+    if (!ReadTerminalLine(true, password))
         return 0;
     return CopyAnswer(user, pszUser, nUserCapacity) && CopyAnswer(password, pszPassword, nPasswordCapacity) ? 1 : 0;
 }

@@ -17,6 +17,13 @@ public:
     CHandle(const CHandle&) = delete;
     CHandle& operator=(const CHandle&) = delete;
     HANDLE Get() const { return m_h; }
+    // Hands the handle over to a caller that keeps it past this owner's end.
+    HANDLE Release()
+    {
+        HANDLE h = m_h;
+        m_h = nullptr;
+        return h;
+    }
 
 private:
     HANDLE m_h;

@@ -19,15 +19,17 @@ bool SetLength(HANDLE hFile, size_t nBytes)
 }
 
 // CREATE_NEW refuses a name that exists; with the reparse point opened as itself, a link whose
-// target is missing counts as existing instead of being followed to create its target.
+// target is missing counts as existing instead of being followed to create its target. A temporary
+// file's pages stay in memory rather than being written back while memory lasts, and the file goes
+// when its handle closes, at the latest when the process ends, however it ends.
 HANDLE CreateBackingFile(const std::u16string& path, EMappedFileName name)
 {
-    const bool bNew = name == EMappedFileName::NewOnly;
+    const bool bTemporary = name == EMappedFileName::Temporary;
     // Read-ahead data is no document: keep the indexer away from it.
-    const DWORD nFlags = FILE_ATTRIBUTE_NORMAL | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED |
-                         (bNew ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
-    return CreateFileW(Wide(path), GENERIC_READ | GENERIC_WRITE, 0, nullptr, bNew ? CREATE_NEW : CREATE_ALWAYS, nFlags,
-                       nullptr);
+    const DWORD nFlags = FILE_ATTRIBUTE_NOT_CONTENT_INDEXED |
+                         (bTemporary ? FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT : 0);
+    return CreateFileW(Wide(path), GENERIC_READ | GENERIC_WRITE, 0, nullptr, bTemporary ? CREATE_NEW : CREATE_ALWAYS,
+                       nFlags, nullptr);
 }
 
 EMappedFileFailure FailureOf(DWORD nError)
@@ -60,7 +62,7 @@ bool CMappedFile::Create(const std::u16string& path, size_t nBytes, EMappedFileN
     Close();
     if (path.empty() || nBytes == 0)
         return Fail(ERROR_INVALID_PARAMETER);
-    const CHandle file(CreateBackingFile(path, name));
+    CHandle file(CreateBackingFile(path, name));
     if (!file.Get() || !SetLength(file.Get(), nBytes))
         return Fail(GetLastError());
     const CHandle mapping(CreateFileMappingW(file.Get(), nullptr, PAGE_READWRITE, 0, 0, nullptr));
@@ -71,6 +73,9 @@ bool CMappedFile::Create(const std::u16string& path, size_t nBytes, EMappedFileN
         return Fail(GetLastError());
     m_pData = static_cast<unsigned char*>(pView);
     m_nBytes = nBytes;
+    m_bInFolder = true;
+    if (name == EMappedFileName::Temporary)
+        m_hKept = reinterpret_cast<intptr_t>(file.Release());
     m_Failure = EMappedFileFailure::None;
     m_nError = 0;
     return true;
@@ -80,8 +85,13 @@ void CMappedFile::Close()
 {
     if (m_pData)
         UnmapViewOfFile(m_pData);
+    // Only now, with the view gone, does closing a temporary file remove it.
+    if (m_hKept)
+        CloseHandle(reinterpret_cast<HANDLE>(m_hKept));
     m_pData = nullptr;
     m_nBytes = 0;
+    m_bInFolder = false;
+    m_hKept = 0;
 }
 
 }  // namespace zu::platform

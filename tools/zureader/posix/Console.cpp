@@ -1,6 +1,6 @@
-#include "platform/Console.h"
+#include "../Console.h"
 
-#include "platform/Text.h"
+#include <zureader/TextConversion.h>
 
 #include <atomic>
 #include <cerrno>
@@ -12,7 +12,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace zu::platform {
+namespace zucli {
 namespace {
 
 // The signals that end a program at a prompt: the user's interrupt and quit, a hang-up, a kill
@@ -143,7 +143,7 @@ std::vector<std::u16string> CommandLineArguments(int argc, char** argv)
 {
     std::vector<std::u16string> arguments;
     for (int i = 0; i < argc; ++i)
-        arguments.push_back(Utf16FromUtf8(argv[i]));
+        arguments.push_back(zureader::Utf16FromUtf8(argv[i]));
     return arguments;
 }
 
@@ -183,8 +183,8 @@ bool ReadTerminalLine(bool bSecret, std::u16string& text)
     }
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
-    text = Utf16FromUtf8(line);
+    text = zureader::Utf16FromUtf8(line);
     return bEnded && !signals.IsSignalled();
 }
 
-}  // namespace zu::platform
+}  // namespace zucli

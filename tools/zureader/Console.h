@@ -1,11 +1,11 @@
-// Console seam for command-line hosts: wide arguments, terminal detection, binary standard output.
+// The console for the command-line host: wide arguments, terminal detection, binary standard output.
 #pragma once
 
 #include <cstdio>
 #include <string>
 #include <vector>
 
-namespace zu::platform {
+namespace zucli {
 
 // The program's arguments as UTF-16 (the system's wide command line on Windows).
 std::vector<std::u16string> CommandLineArguments(int argc, char** argv);
@@ -19,4 +19,4 @@ void SetBinaryMode(std::FILE* pStream);
 // interrupt then goes on to whatever the program does with it (by default, the program ends).
 bool ReadTerminalLine(bool bSecret, std::u16string& line);
 
-}  // namespace zu::platform
+}  // namespace zucli

@@ -1,8 +1,11 @@
-// VWrappingReader: the base of the readers that decorate another reader (the child). Every
+// VWrappingReader: the base of the readers that decorate another reader (the child): the
+// truncating (type 5), read-ahead (8) and circling (10) readers, and a plain wrapper (9). Every
 // operation a derived class does not replace goes unchanged to the same operation of the child,
 // the setters of options, time-out, post data and delete-on-close included, so that they reach the
 // reader that does the access. Without a child there is nothing to read: no bytes, -1 positions and
 // length, length unknown, read-only, not open, an empty text; the setters keep their values here.
+//
+// A host reaches GetChildReader through ZUReaderCast<VWrappingReader>.
 #pragma once
 
 #include <zureader/Reader.h>
@@ -11,8 +14,16 @@
 
 class VWrappingReader : public VReader {
 public:
-    // With bOwnsChild the child is closed and deleted with the wrapper; otherwise only closed.
-    VWrappingReader(VReader* pChild, bool bOwnsChild);
+    static bool HasType(uint32_t nType)
+    {
+        return nType == ZU_READER_TRUNCATING || nType == ZU_READER_BUFFERED || nType == ZU_READER_WRAPPING ||
+               nType == ZU_READER_CIRCLING;
+    }
+
+    // What becomes of the child when the wrapper goes: closed and deleted (OWNED), only closed
+    // (CLOSED), or left alone (BORROWED: a wrapper inside a reader that manages the child itself).
+    enum class EChild { OWNED, CLOSED, BORROWED };
+    VWrappingReader(VReader* pChild, EChild eChild);
     ~VWrappingReader() override;
 
     ZUBOOL Create() override;
@@ -36,7 +47,7 @@ public:
     void SetOption(const ZUCHAR* pszKey, const ZUCHAR* pszValue) override;
     void SetDeleteOnClose(ZUBOOL bDelete) override;
 
-    // The first operation after the reader interface's own: the child, still owned by the wrapper.
+    // Slot 22, the first after the reader interface's own: the child, still owned by the wrapper.
     virtual VReader* GetChildReader();
 
 protected:
@@ -44,4 +55,5 @@ protected:
 
 private:
     const std::unique_ptr<VReader> m_pOwnedChild;
+    const bool m_bClosesChild;
 };

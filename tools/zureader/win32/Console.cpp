@@ -1,13 +1,11 @@
-#include "platform/Console.h"
-
-#include "platform/win32/Wide.h"
+#include "../Console.h"
 
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
 #include <shellapi.h>
 
-namespace zu::platform {
+namespace zucli {
 namespace {
 
 // The console's input mode while echo is off, for a Ctrl-C or Ctrl-Break handler to put back:
@@ -60,7 +58,7 @@ std::vector<std::u16string> CommandLineArguments(int, char**)
     int nCount = 0;
     LPWSTR* pArguments = CommandLineToArgvW(GetCommandLineW(), &nCount);
     for (int i = 0; pArguments && i < nCount; ++i)
-        arguments.push_back(FromWide(pArguments[i]));
+        arguments.push_back(reinterpret_cast<const char16_t*>(pArguments[i]));
     LocalFree(pArguments);
     return arguments;
 }
@@ -114,4 +112,4 @@ bool ReadTerminalLine(bool bSecret, std::u16string& line)
     return bEnded;
 }
 
-}  // namespace zu::platform
+}  // namespace zucli
