@@ -80,8 +80,6 @@ int32_t CBackgroundReaderThread::ReadAhead()
     // A child that reads at once fills the buffer in place, saving a copy. A live one may keep a
     // read waiting, and the space it would fill meanwhile is out of a seek back's reach.
     m_bInPlace = !m_pChild->IsLengthUnknown();
-    if (!m_bInPlace)
-        m_Chunk.resize(nReadSize);
     while (!IsStopRequested()) {
         if (ReadChunk(nReadSize) == 0)
             break;
