@@ -67,8 +67,15 @@
 //                                                         clear text); one line each
 //   HTTPREQUEST_TYPE         Internet                     the method, a token ("GET" by default)
 //   INFO_HEADERS             Internet                     extra "Name: value" lines joined by CRLF
-//   RANGE_START,             Internet, buffered Internet  decimal offsets: "Range: bytes=S-F"
+//   RANGE_START,             Internet                     decimal offsets: "Range: bytes=S-F"
 //   RANGE_FINISH                                          (F empty: to the end); digits only
+//   RECONNECT                Internet, buffered Internet  "1": a transfer that breaks off is asked
+//                                                         for again (the rest of a known length by
+//                                                         Range, a live stream anew), up to 5 times
+//                                                         within the time-out; the buffered reader's
+//                                                         downloads have it unless it is "0"
+//   DOWNLOAD_CHUNK           buffered Internet            bytes a download fetches and writes per
+//                                                         step (1024 to 4194304; 65536 by default)
 //   NO_REDIRECT              Internet                     flag: 3xx answers are not followed
 //   NO_COOKIE                Internet                     flag: the shared cookie is not sent
 //   USE_CACHE                Internet                     flag: the system's cache may answer

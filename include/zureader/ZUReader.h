@@ -17,6 +17,15 @@ ZUREADER_API VReader* GetLocalReader(const ZUCHAR* pszPath);
 // "StatusText" tell why. The URL is not checked here. Null only when memory is exhausted.
 ZUREADER_API VReader* GetInternetReader(const ZUCHAR* pszURL);
 
+// A reader that makes an HTTP resource of known length seekable: it downloads byte ranges into a
+// temporary cache file (sparse where the system allows, deleted at Close), one download thread at
+// a time, and serves every Read from that file, waiting for bytes about to arrive and starting a
+// download where they are missing. A seek far from the downloaded ranges costs one new request;
+// one near the running download waits for it. Only seeks from the beginning are taken. Options go
+// on to each download's Internet reader, with "RECONNECT" on unless set to "0". Null only when
+// memory is exhausted.
+ZUREADER_API VReader* GetBufferedInternetReader(const ZUCHAR* pszURL);
+
 // The reader for any location: a local file reader when it holds no "://", otherwise an Internet
 // reader for the URL. The media server's qxsp:// and m01p:// addresses become http:// on port 8931
 // unless they name a port. Null for a URL that cannot be parsed, or when memory is exhausted.

@@ -11,6 +11,7 @@
 #include "core/Url.h"
 #include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
+#include "net/BufferedInternetReader.h"
 #include "net/InternetReader.h"
 
 #include <atomic>
@@ -44,6 +45,13 @@ try {
 VReader* GetInternetReader(const ZUCHAR* pszURL)
 try {
     return new (std::nothrow) CInternetReader(pszURL);
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+VReader* GetBufferedInternetReader(const ZUCHAR* pszURL)
+try {
+    return new (std::nothrow) CBufferedInternetReader(pszURL);
 } catch (const std::exception&) {
     return nullptr;
 }

@@ -9,6 +9,7 @@
 #include "net/RequestText.h"
 #include "net/ResponseHeaders.h"
 #include "net/StoredCredentials.h"
+#include "platform/HttpRange.h"
 #include "platform/SharedSection.h"
 #include "platform/SystemString.h"
 #include "platform/System.h"
@@ -158,6 +159,12 @@ try {
     m_bLengthKnown = 0;
     m_bLengthEstimated = false;
     m_nLength = 0;
+    m_bReconnect = GetOption(u"RECONNECT") == u"1";
+    m_nBodyBase = 0;
+    m_nResumeAt = -1;
+    m_pIcyPhase.reset();
+    m_nIcyDrop = 0;
+    m_nIcyPad = 0;
     const std::u16string unsafe = UnsafeRequestText();
     if (!unsafe.empty()) {
         log.Log(u"Refused: %s would put lines of its own into the request", unsafe);
@@ -202,6 +209,7 @@ try {
         Close();
     } else {
         m_Worker.Stop(kWorkerStopTimeoutMs);  // it has ended; this only lets go of it
+        FollowIcyPhase();
     }
     return m_bOpen;
 } catch (const std::exception&) {
@@ -445,7 +453,7 @@ CInternetReader::CRequestPlan CInternetReader::PlanRequest() const
     plan.nReloadFlag = GetOptionFlag(u"USE_CACHE") ? 0u : static_cast<uint32_t>(INET_FLAG_RELOAD);
     plan.nNeedFileFlag = m_nScheme == URL_SCHEME_HTTPS ? 0u : static_cast<uint32_t>(INET_FLAG_NEED_FILE);
     plan.extraHeaders = GetOption(u"INFO_HEADERS");
-    plan.nRangeStart = CDecimalText::ToInt64(GetOption(u"RANGE_START"));
+    plan.nRangeStart = RangeStartOption() + std::max<int64_t>(m_nResumeAt, 0);
     plan.rangeFinish = GetOption(u"RANGE_FINISH");
     return plan;
 }
@@ -663,19 +671,28 @@ try {
     auto* pBytes = static_cast<unsigned char*>(pBuffer);
     uint32_t nTotal = 0;
     while (nTotal < nCount) {
+        if (SpliceStep(pBytes + nTotal, nCount - nTotal, nTotal))
+            continue;
         uint32_t nRead = 0;
         if (!ReadInternetFile(m_hRequest.Get(), pBytes + nTotal, nCount - nTotal, nRead)) {
             const uint32_t nError = InternetLastError();
             log.Log(u"InternetReadFile returned false, GetLastError=%d", static_cast<int>(nError));
+            if (Reconnect())
+                continue;
             Fail(nError);
             m_hRequest.Close();
             break;
         }
         if (nRead == 0) {
             log.Log(u"InternetReadFile returned true with zero bytes read: EOF");
+            const bool bShort = m_bLengthKnown && !m_bLengthEstimated && m_nLength > 0 && GetPosition() < m_nLength;
+            if ((bShort || !m_bLengthKnown) && Reconnect())
+                continue;
             NoteEndOfData();
             break;
         }
+        if (m_pIcyPhase)
+            m_pIcyPhase->Pass(pBytes + nTotal, nRead);
         nTotal += nRead;
         if (nTotal < nCount)
             YieldThread();
@@ -683,6 +700,118 @@ try {
     return nTotal;
 } catch (const std::exception&) {
     return 0;
+}
+
+// Asks again for what a broken transfer still owed, backing off between tries, for as long as
+// the time-out allows. A resource of known length resumes at the first missing byte, and only an
+// answer that starts there is taken; a live stream simply goes on from what the server sends now.
+bool CInternetReader::Reconnect()
+{
+    CFunctionLog log(LOG_READER, u"CInternetReader::Reconnect");
+    const bool bResume = m_bLengthKnown && !m_bLengthEstimated && m_nLength > 0;
+    if (!m_bReconnect || !m_bOpen || m_nScheme == URL_SCHEME_FTP || (!bResume && !m_bLiveReconnect))
+        return false;
+    const int64_t nPosition = bResume ? GetPosition() : -1;
+    const int64_t nLength = m_nLength;
+    const uint32_t nStart = TickCount();
+    uint32_t nWait = kFirstReconnectWaitMs;
+    for (int nTry = 1; nTry <= kReconnectTries; ++nTry) {
+        if (TickCount() - nStart + nWait > m_nTimeout)
+            break;
+        SleepMilliseconds(nWait);
+        nWait = std::min(nWait * 2, kLastReconnectWaitMs);
+        m_hRequest.Close();
+        if (!RequestAgain(nPosition)) {
+            // A server that answered, other than with a passing trouble of its own, will answer
+            // the same again (a whole body for a range, say).
+            const int32_t nCode = Status().Code();
+            if (nCode >= 200 && nCode < 500)
+                break;
+            continue;
+        }
+        if (!bResume) {
+            log.Log(u"Reconnected after %u ms (try %d); what the server sent meanwhile is lost", TickCount() - nStart,
+                    nTry);
+            if (m_pIcyPhase)
+                m_pIcyPhase->Splice(m_nIcyDrop, m_nIcyPad);
+            return true;
+        }
+        if (!AnswerStartsAt(RangeStartOption() + nPosition)) {
+            log.Log(u"The server did not answer with the bytes from %I64d; not taken", nPosition);
+            break;
+        }
+        m_nLength = nLength;
+        m_nBodyBase = nPosition;
+        log.Log(u"Resumed at %I64d of %I64d after %u ms (try %d)", nPosition, nLength, TickCount() - nStart, nTry);
+        return true;
+    }
+    m_hRequest.Close();
+    m_nLength = nLength;
+    log.Log(u"Gave up after %u ms", TickCount() - nStart);
+    return false;
+}
+
+// Only a stream that may be taken up again on a new connection needs its phase followed.
+void CInternetReader::FollowIcyPhase()
+{
+    if (!m_bReconnect || !m_bLiveReconnect || m_bLengthKnown)
+        return;
+    const int32_t nInterval = CDecimalText::ToInt32(CResponseHeaders::Lookup(m_hRequest.Get(), u"icy-metaint"));
+    if (nInterval > 0)
+        m_pIcyPhase = std::make_unique<CIcyPhase>(static_cast<uint32_t>(nInterval));
+}
+
+bool CInternetReader::SpliceStep(unsigned char* pBytes, uint32_t nCount, uint32_t& nDone)
+{
+    if (m_nIcyPad > 0) {
+        const uint32_t nPad = std::min(m_nIcyPad, nCount);
+        std::fill(pBytes, pBytes + nPad, static_cast<unsigned char>(0));
+        m_pIcyPhase->Pass(pBytes, nPad);
+        m_nIcyPad -= nPad;
+        nDone += nPad;
+        return true;
+    }
+    if (m_nIcyDrop == 0)
+        return false;
+    // The dropped audio goes through the caller's own buffer, which is overwritten after.
+    uint32_t nRead = 0;
+    if (!ReadInternetFile(m_hRequest.Get(), pBytes, std::min(m_nIcyDrop, nCount), nRead) || nRead == 0) {
+        m_nIcyDrop = 0;
+        return false;
+    }
+    m_nIcyDrop -= nRead;
+    return true;
+}
+
+// Runs the worker's request once more, from nResumeAt in the body (-1: as at Open).
+bool CInternetReader::RequestAgain(int64_t nResumeAt)
+{
+    m_nResumeAt = nResumeAt;
+    m_bConnectError = 0;
+    m_nFailureError = 0;
+    if (!m_Worker.Start(PRIORITY_NORMAL, 1))
+        return false;
+    WaitForWorker();
+    if (m_Worker.IsRunning()) {
+        m_Worker.SetStopRequest(1);
+        CloseConnectionHandles();
+        WaitForPrompt();
+    }
+    m_Worker.Stop(kWorkerStopTimeoutMs);
+    return !m_bConnectError && m_hRequest.IsOpen();
+}
+
+bool CInternetReader::AnswerStartsAt(int64_t nFirst) const
+{
+    int64_t nGotFirst = -1;
+    int64_t nGotLast = -1;
+    const std::string range = Utf8FromUtf16(CResponseHeaders::Lookup(m_hRequest.Get(), u"Content-Range"));
+    return ParseContentRange(range, nGotFirst, nGotLast) && nGotFirst == nFirst;
+}
+
+int64_t CInternetReader::RangeStartOption() const
+{
+    return CDecimalText::ToInt64(GetOption(u"RANGE_START"));
 }
 
 uint32_t CInternetReader::Write(const void*, uint32_t)
@@ -701,7 +830,7 @@ int64_t CInternetReader::GetPosition()
     if (!m_bLengthKnown)
         return -1;
     const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), 0, INET_FILE_CURRENT);
-    return nPosition < 0 ? -1 : nPosition;
+    return nPosition < 0 ? -1 : m_nBodyBase + nPosition;
 }
 
 int64_t CInternetReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
@@ -709,8 +838,10 @@ int64_t CInternetReader::SetPosition(int64_t nOffset, uint32_t nOrigin)
     CFunctionLog log(LOG_READER, u"CInternetReader::SetPosition");
     if (!m_bLengthKnown)
         return -1;
-    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), nOffset, nOrigin);
-    return nPosition < 0 ? -1 : nPosition;
+    // After a resumed transfer the request's own positions start where it took up the body.
+    const int64_t nDistance = nOrigin == ZU_SEEK_BEGIN ? nOffset - m_nBodyBase : nOffset;
+    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), nDistance, nOrigin);
+    return nPosition < 0 ? -1 : m_nBodyBase + nPosition;
 }
 
 ZUBOOL CInternetReader::SetEndOfFile()
@@ -786,7 +917,7 @@ void CInternetReader::NoteEndOfData()
 {
     if (m_bLengthEstimated || m_nLength <= 0)
         return;
-    const int64_t nPosition = SetInternetFilePointer(m_hRequest.Get(), 0, INET_FILE_CURRENT);
+    const int64_t nPosition = GetPosition();
     if (nPosition < 0 || nPosition >= m_nLength)
         return;
     StoreStatus(CInternetStatus(CInternetStatus::kTransferFailed,

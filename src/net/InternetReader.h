@@ -8,11 +8,13 @@
 #include <zureader/Reader.h>
 
 #include "net/FunctionThread.h"
+#include "net/IcyPhase.h"
 #include "net/InternetStatus.h"
 #include "platform/Internet.h"
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -39,6 +41,16 @@ public:
     ZUBOOL IsOpen() override;
     ZUBOOL IsReadOnly() override;
     ZUBSTR GetInfo(const ZUCHAR* pszName) override;
+
+    // With the option "RECONNECT" set to "1", a transfer that breaks off is taken up again: one of
+    // known length by asking for the rest with a Range, one of unknown length (a live stream) by
+    // asking again and going on from what the server sends then. Without live streams, only the
+    // first: a caller that places the bytes by their offset must never get a stream begun anew.
+    void SetLiveReconnect(bool bLive) { m_bLiveReconnect = bLive; }
+
+    static constexpr int kReconnectTries = 5;
+    static constexpr uint32_t kFirstReconnectWaitMs = 100;
+    static constexpr uint32_t kLastReconnectWaitMs = 2000;
 
     // How long Close waits for a worker to end before it kills it.
     static constexpr int32_t kWorkerStopTimeoutMs = 5000;
@@ -90,6 +102,16 @@ private:
     bool AskForCredentials();
     void TakeResponseLength();
 
+    // Taking up a broken transfer again.
+    bool Reconnect();
+    bool RequestAgain(int64_t nResumeAt);
+    bool AnswerStartsAt(int64_t nFirst) const;
+    void FollowIcyPhase();
+    // Hands on the padding, or drops the bytes, a spliced stream needs; false when nothing was
+    // due. nDone grows by the bytes put into pBytes.
+    bool SpliceStep(unsigned char* pBytes, uint32_t nCount, uint32_t& nDone);
+    int64_t RangeStartOption() const;
+
     // Both sides.
     bool CloseConnectionHandles();
     bool Fail(uint32_t nError);
@@ -133,6 +155,17 @@ private:
     std::atomic<ZUBOOL> m_bTimedOut{0};
     std::atomic<ZUBOOL> m_bConnectError{0};
     std::atomic<uint32_t> m_nFailureError{0};  // the error that ended the worker's request
+    bool m_bReconnect = false;
+    bool m_bLiveReconnect = true;
+    // Body bytes the connections before the current one delivered (after a resumed transfer).
+    int64_t m_nBodyBase = 0;
+    // Where in the body the worker's next request starts (a resumed transfer); -1: where planned.
+    int64_t m_nResumeAt = -1;
+    // A live stream with in-band titles that may be taken up again: its phase, and what the splice
+    // onto the new connection still owes.
+    std::unique_ptr<CIcyPhase> m_pIcyPhase;
+    uint32_t m_nIcyDrop = 0;
+    uint32_t m_nIcyPad = 0;
     int32_t m_nStatusCode = 0;
     std::u16string m_strStatusText;
     // Guards the URL and the status, which a worker that Open gave up on may still change. Held

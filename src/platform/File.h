@@ -20,7 +20,14 @@ enum : uint32_t {
     FILE_TRUNCATE_EXISTING = 4
 };
 // Hints and flags.
-enum : uint32_t { FILE_HINT_RANDOM = 1, FILE_HINT_SEQUENTIAL = 2, FILE_FLAG_DELETE_ON_CLOSE_BIT = 4 };
+// FILE_FLAG_OWNER_ONLY_BIT: a file created now is for its owner alone (POSIX mode 0600; on Windows
+// the temporary folder is the account's own already).
+enum : uint32_t {
+    FILE_HINT_RANDOM = 1,
+    FILE_HINT_SEQUENTIAL = 2,
+    FILE_FLAG_DELETE_ON_CLOSE_BIT = 4,
+    FILE_FLAG_OWNER_ONLY_BIT = 8
+};
 
 // Owns one handle; closed on destruction. Not thread-safe: callers lock around shared use.
 class CFile {
@@ -43,6 +50,15 @@ public:
     int64_t Seek(int64_t nDistance, uint32_t nOrigin);
     int64_t Size() const;
     bool SetEndOfFile();
+
+    // Transfers at an offset that need no seek first, so one handle may serve a writer on one
+    // thread and readers on others at once. Each goes on until the count is done, the end of the
+    // file (reads) or a failure; the count transferred is stored even on failure.
+    bool ReadAt(int64_t nOffset, void* pBuffer, uint32_t nCount, uint32_t& nRead);
+    bool WriteAt(int64_t nOffset, const void* pBuffer, uint32_t nCount, uint32_t& nWritten);
+    // Lets the file's size run ahead of what was written without taking room for the difference.
+    // POSIX file systems do that unasked; NTFS only for files marked so.
+    bool MakeSparse();
 
 private:
     intptr_t m_hFile = -1;

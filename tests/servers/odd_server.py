@@ -10,6 +10,7 @@ import base64
 import http.server
 import json
 import logging
+import mmap
 import os
 import socketserver
 import sys
@@ -276,6 +277,65 @@ class OddHandler(http.server.BaseHTTPRequestHandler):
         self.wfile.write(audio[metaint * blocks:])
         self.wfile.flush()
 
+    def file(self):
+        """A file of the servers' content (name=) or pattern bytes (pattern=N), served with Range
+        unless ranges=0 (then always 200 and the whole body, as servers that ignore Range do),
+        with Content-Length unless length=0 (then delimited by closing the connection), cut
+        after cut=N bytes of a response (on every connection, or with cut_first=1 only on the
+        first request of its tag=), pausing pause_ms before the byte at offset pause_at."""
+        body = self.file_body()
+        if body is None:
+            return self.not_found()
+        total = len(body)
+        first, last = 0, total - 1
+        wanted = self.headers.get("Range", "")
+        status, headers = 200, [("Content-Type", "application/octet-stream"), ("Accept-Ranges", "bytes")]
+        if wanted.startswith("bytes=") and self.query.get("ranges") != "0":
+            start, _, end = wanted[6:].partition("-")
+            first = int(start)
+            last = min(int(end), total - 1) if end else total - 1
+            if first >= total:
+                return self.send_head(416, [("Content-Range", "bytes */%d" % total)], 0)
+            status = 206
+            size = total if self.query.get("length") != "0" else "*"
+            headers.append(("Content-Range", "bytes %d-%d/%s" % (first, last, size)))
+        known = self.query.get("length") != "0"
+        self.send_head(status, headers, last - first + 1 if known else None, close=not known)
+        if self.command == "HEAD":
+            return
+        budget = last - first + 1
+        cut = self.number("cut", 0)
+        if cut > 0 and (self.query.get("cut_first") != "1" or self.server.first_of_tag(self.query.get("tag", ""))):
+            budget = min(budget, cut)
+        self.send_slice(body, first, first + budget)
+        if budget < last - first + 1:
+            self.close_connection = True
+
+    def file_body(self):
+        name = self.query.get("name")
+        if name:
+            path = os.path.join(self.server.files, os.path.basename(name))
+            return self.server.mapped(path) if os.path.isfile(path) else None
+        return pattern_bytes(self.number("pattern", 1000), BODY_SEED)
+
+    def send_slice(self, body, begin, end):
+        pause_at, pause_ms = self.number("pause_at", -1), self.number("pause_ms", 0)
+        view = memoryview(body)
+        position = begin
+        while position < end:
+            stop = min(end, position + (1 << 20))
+            if begin <= pause_at < end and position <= pause_at < stop:
+                if position < pause_at:
+                    self.wfile.write(view[position:pause_at])
+                self.wfile.flush()
+                time.sleep(pause_ms / 1000.0)
+                position = pause_at
+                pause_at = -1
+                continue
+            self.wfile.write(view[position:stop])
+            position = stop
+        self.wfile.flush()
+
     def requests(self):
         body = json.dumps(self.server.record.snapshot(), ensure_ascii=True).encode()
         self.send_body(200, body, "application/json")
@@ -324,6 +384,7 @@ ROUTES = {
     "/status": OddHandler.status,
     "/icy": OddHandler.icy,
     "/radio": OddHandler.radio,
+    "/file": OddHandler.file,
     "/__requests": OddHandler.requests,
     "/__reset": OddHandler.reset,
 }
@@ -332,6 +393,19 @@ ROUTES = {
 class OddServer(socketserver.ThreadingMixIn, http.server.HTTPServer):
     daemon_threads = True
     allow_reuse_address = True
+
+    def first_of_tag(self, tag):
+        with self.lock:
+            first = tag not in self.tags_seen
+            self.tags_seen.add(tag)
+            return first
+
+    def mapped(self, path):
+        with self.lock:
+            if path not in self.maps:
+                with open(path, "rb") as source:
+                    self.maps[path] = mmap.mmap(source.fileno(), 0, access=mmap.ACCESS_READ)
+            return self.maps[path]
 
     def handle_error(self, request, client_address):
         # Clients hanging up in the middle of a stall or a stream are part of the tests.
@@ -345,12 +419,14 @@ def main():
     parser.add_argument("--log", required=True)
     parser.add_argument("--user", required=True)
     parser.add_argument("--password", required=True)
+    parser.add_argument("--files", required=True)
     options = parser.parse_args()
     logging.basicConfig(filename=options.log, level=logging.INFO,
                         format="%(asctime)s %(message)s")
     server = OddServer(("127.0.0.1", options.port), OddHandler)
     server.record = RequestRecord(options.requests)
     server.user, server.password = options.user, options.password
+    server.files, server.lock, server.tags_seen, server.maps = options.files, threading.Lock(), set(), {}
     logging.info("listening on 127.0.0.1:%d", options.port)
     server.serve_forever()
 

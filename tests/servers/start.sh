@@ -106,6 +106,9 @@ truncate -s "$big_size" "$work/www/big.bin"
 big_line() { printf 'ZUReader big file: %s\n' "$1" | dd of="$work/www/big.bin" bs=1 seek="$2" conv=notrunc status=none; }
 big_line "past 2 GiB" 2147483648
 big_line "the end" $((big_size - 27))
+# Seekable resources: random bytes the tests compare with the files themselves.
+head -c $((64 << 20)) /dev/urandom > "$work/www/seek.bin"
+head -c $((100 << 20)) /dev/urandom > "$work/www/large.bin"
 printf 'Hello over FTP.\n' > "$work/ftp/home/hello.txt"
 printf 'One folder down.\n' > "$work/ftp/home/sub/deep.txt"
 
@@ -201,7 +204,7 @@ launch ftp "$python" "$here/ftp_server.py" --port "$FTP" --nosize-port "$FTP_NOS
   --passive "$FTP_PASSIVE_FIRST-$FTP_PASSIVE_LAST" --home "$work/ftp/home" \
   --user "$FTP_USER" --password "$FTP_PASSWORD" --log "$work/ftp/ftp.log"
 launch odd "$python" "$here/odd_server.py" --port "$ODD_HTTP" --requests "$work/odd/requests.jsonl" \
-  --log "$work/odd/odd.log" --user "$AUTH_USER" --password "$AUTH_PASSWORD"
+  --log "$work/odd/odd.log" --user "$AUTH_USER" --password "$AUTH_PASSWORD" --files "$work/www"
 launch icecast "$icecast" -c "$work/icecast/icecast.xml"
 
 # --- readiness: every server answers the way the tests rely on ------------------------------

@@ -166,6 +166,37 @@ decorator_network_checks() {
     test "$(wc -l < "$scratch/err")" -eq 1 -a "$(grep -c 'zureader: cannot loop .*length is unknown' "$scratch/err")" -eq 1
 }
 
+# Expects its caller's server table and http/odd addresses.
+seekable_network_checks() {
+  local seek="${server[NGINX_ROOT]}/seek.bin" large="${server[NGINX_ROOT]}/large.bin"
+  run_for 60 cat "$http/slow/seek.bin" --seekable --offset 40000000 --length 3000000 > "$scratch/slice.bin"
+  check "cat --seekable --offset --length gives those bytes" \
+    cmp -s <(tail -c +40000001 "$seek" | head -c 3000000) "$scratch/slice.bin"
+  local tag="offset$$"
+  run_for 60 cat "$http/seek.bin?$tag" --offset 1000 --length 500 > "$scratch/slice.bin"
+  check "cat --offset --length of a URL read as it comes" cmp -s <(tail -c +1001 "$seek" | head -c 500) "$scratch/slice.bin"
+  run_for 60 cat "$seek" --offset 67108000 --length 5000 > "$scratch/slice.bin"
+  check "cat --offset --length of a file stops at its end" cmp -s <(tail -c +67108001 "$seek") "$scratch/slice.bin"
+  check_status "cat --offset with a word" 2 "$(run cat "$seek" --offset ten > /dev/null 2>&1; echo $?)"
+
+  local cut="$odd/file?name=large.bin&cut=7340032&tag=cli$$"
+  run_for 120 cat "$cut" > "$scratch/out" 2> "$scratch/err"
+  check_status "a cut transfer without RECONNECT" 18 "$?"
+  run_for 120 cat "$cut-again" --option RECONNECT=1 -o "$(native_path "$scratch/large.bin")" 2> "$scratch/err"
+  check_status "a cut transfer with RECONNECT" 0 "$?"
+  check "RECONNECT mends a transfer cut every 7 MiB" cmp -s "$large" "$scratch/large.bin"
+  run_for 120 cat "$cut-seekable" --seekable -o "$(native_path "$scratch/large.bin")" 2> "$scratch/err"
+  check "--seekable reconnects its downloads by itself" cmp -s "$large" "$scratch/large.bin"
+
+  # A cache file the temporary folder cannot hold: the read fails, the host says so and ends.
+  if [ -z "$emulator" ] && mkdir -p "$scratch/full" && mount -t tmpfs -o size=2m zureader-test "$scratch/full" 2> /dev/null; then
+    TMPDIR="$scratch/full" run_for 60 cat "$http/seek.bin" --seekable > "$scratch/out" 2> "$scratch/err"
+    check_status "cat --seekable with a full temporary folder" 18 "$?"
+    check "a full temporary folder is named as the cause" grep -q 'disk may be full' "$scratch/err"
+    umount "$scratch/full"
+  fi
+}
+
 # Each title line is "[HH:MM:SS] TITLE"; prints the titles alone, in order.
 titles_of() { tr -d '\r' < "$1" | sed -n 's/^\[[0-9][0-9]:[0-5][0-9]:[0-5][0-9]\] //p'; }
 pattern_of() { /usr/bin/python3 -c "import sys; sys.path.insert(0, sys.argv[1]); from pattern import pattern_bytes; sys.stdout.buffer.write(pattern_bytes(int(sys.argv[2]), 3))" "$(dirname "$0")/../servers" "$1"; }
@@ -320,6 +351,7 @@ network_checks() {
   check "a transfer cut short keeps what came" test "$(wc -c < "$scratch/out")" -eq 50000
 
   decorator_network_checks
+  seekable_network_checks
   radio_checks
 
   local start elapsed

@@ -19,21 +19,32 @@ constexpr uint32_t kChunk = 1 << 20;
 constexpr char16_t kBuffered[] = u"--buffered";
 constexpr char16_t kLoop[] = u"--loop";
 constexpr char16_t kTruncate[] = u"--truncate";
+constexpr char16_t kSeekable[] = u"--seekable";
+constexpr char16_t kOffset[] = u"--offset";
+constexpr char16_t kLength[] = u"--length";
 
 const char kCatHelp[] =
-    "usage: zureader cat LOCATION [-o FILE] [--buffered] [--loop] [--truncate BYTES]\n"
+    "usage: zureader cat LOCATION [-o FILE] [--seekable] [--offset N] [--length N]\n"
+    "                    [--buffered] [--loop] [--truncate BYTES]\n"
     "                    [--option KEY=VALUE]... [--timeout MS] [--data TEXT]\n"
     "\n"
     "Copies everything the library reads from LOCATION (a file name, or an http, https or ftp URL)\n"
     "to standard output, or to FILE with -o. A progress bar is drawn on standard error when it is a\n"
     "terminal and the data goes elsewhere.\n"
     "\n"
+    "  --seekable        read a URL through the buffered Internet reader, which downloads byte\n"
+    "                    ranges into a temporary cache file and can seek anywhere in the resource\n"
+    "  --offset N        start at byte N (a seek before the first read)\n"
+    "  --length N        copy N bytes (fewer only when LOCATION ends first)\n"
     "  --buffered        read through the read-ahead reader: a worker reads LOCATION ahead of the\n"
     "                    copy into an 8 MiB buffer\n"
     "  --loop            go back to where reading began each time LOCATION ends, for ever: stop it\n"
     "                    with --truncate, an interrupt (Ctrl-C) or by closing the output. LOCATION\n"
     "                    must have a known length (a live stream is refused)\n"
     "  --truncate BYTES  copy no more than BYTES bytes\n"
+    "\n"
+    "--option RECONNECT=1 takes a transfer that breaks off up again: the rest of a resource of\n"
+    "known length is asked for with a Range, a live stream is asked for anew.\n"
     "\n"
     "The readers stack in the order above: the read-ahead reader over LOCATION, the loop over it,\n"
     "the cut outermost. So --loop --truncate N gives N bytes of LOCATION repeated, and with\n"
@@ -46,6 +57,8 @@ struct CDecorators {
     bool bLoop = false;
     bool bTruncate = false;
     int64_t nLimit = 0;
+    int64_t nOffset = -1;
+    int64_t nLength = -1;
     VCirclingReader* pLoop = nullptr;
 
     CReaderPtr Wrap(CReaderPtr pReader)
@@ -68,14 +81,21 @@ struct CDecorators {
         if (bLoop || reader.IsLengthUnknown())
             return -1;
         const int64_t nLeft = std::max<int64_t>(reader.GetLength() - std::max<int64_t>(reader.GetPosition(), 0), 0);
-        return bTruncate ? std::min(nLeft, nLimit) : nLeft;
+        return std::min(nLeft, Quota());
     }
 
     // What the progress bar counts towards: the announced bytes, or failing that the cut.
     int64_t ExpectedBytes(VReader& reader) const
     {
         const int64_t nAnnounced = AnnouncedBytes(reader);
-        return nAnnounced < 0 && bTruncate ? nLimit : nAnnounced;
+        return nAnnounced < 0 && Quota() < INT64_MAX ? Quota() : nAnnounced;
+    }
+
+    // How many bytes the copy may take at most.
+    int64_t Quota() const
+    {
+        const int64_t nCut = bTruncate ? nLimit : INT64_MAX;
+        return nLength >= 0 ? std::min(nCut, nLength) : nCut;
     }
 };
 
@@ -90,7 +110,24 @@ bool ParseDecorators(const CCommandLine& line, CDecorators& decorators, std::str
         return false;
     }
     decorators.nLimit = static_cast<int64_t>(nLimit);
+    for (const auto& [pszName, pnValue] : {std::pair{kOffset, &decorators.nOffset}, std::pair{kLength, &decorators.nLength}}) {
+        uint64_t nValue = 0;
+        if (!line.Has(pszName))
+            continue;
+        if (!ParseCount(line.Value(pszName), INT64_MAX, nValue)) {
+            error = ToUtf8(pszName) + " takes a number of bytes, not " + ToUtf8(line.Value(pszName));
+            return false;
+        }
+        *pnValue = static_cast<int64_t>(nValue);
+    }
     return true;
+}
+
+// What the reader says of a failed read, as the end of a message.
+std::string FailureDetail(VReader& reader)
+{
+    const std::string text = ToUtf8(TakeInfo(reader.GetInfo(Z(u"StatusText"))));
+    return text.empty() ? std::string() : " (" + text + ")";
 }
 
 // The loop turns at the source's end back to where the source was opened (a range's start).
@@ -108,7 +145,7 @@ bool StartLoop(VReader& reader, VCirclingReader& loop)
 int RunCat(const CArguments& arguments)
 {
     const CCommandLine line =
-        CReaderSetup::CommandLine(arguments, {u"-o", u"--output", kTruncate}, {kBuffered, kLoop});
+        CReaderSetup::CommandLine(arguments, {u"-o", u"--output", kTruncate, kOffset, kLength}, {kBuffered, kLoop, kSeekable});
     int nStatus = 0;
     CReaderSetup setup;
     if (!setup.Prepare(line, "cat", kCatHelp, nStatus))
@@ -120,12 +157,16 @@ int RunCat(const CArguments& arguments)
 
     const std::u16string location = line.Positional()[0];
     const std::u16string output = COutputSink::PathFrom(line);
+    setup.SetSeekable(line.Has(kSeekable));
 
     COpenFailure failure;
     CReaderPtr pReader =
         setup.Open(location, failure, [&](CReaderPtr pSource) { return decorators.Wrap(std::move(pSource)); });
     if (!pReader)
         return Fail(failure.nStatus, failure.message);
+    if (decorators.nOffset >= 0 && pReader->SetPosition(decorators.nOffset, ZU_SEEK_BEGIN) != decorators.nOffset)
+        return Fail(EExit::FAILED, "cannot start " + ToUtf8(location) + " at byte " + std::to_string(decorators.nOffset) +
+                                       (line.Has(kSeekable) ? "" : " (--seekable lets a URL seek)"));
     if (decorators.pLoop && !StartLoop(*pReader, *decorators.pLoop))
         return Fail(EExit::FAILED, "cannot loop " + ToUtf8(location) + ": its length is unknown (a live stream?)");
 
@@ -137,13 +178,17 @@ int RunCat(const CArguments& arguments)
     const int64_t nAnnounced = decorators.AnnouncedBytes(*pReader);
     CProgress progress(bWatched, decorators.ExpectedBytes(*pReader));
     // The cut reader limits each read, not the sum: the count of what is left is ours to keep.
-    int64_t nLeft = decorators.bTruncate ? decorators.nLimit : INT64_MAX;
+    int64_t nLeft = decorators.Quota();
     int64_t nCopied = 0;
     std::vector<unsigned char> buffer(kChunk);
     while (nLeft > 0) {
         const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
         if (nRead == 0)
             break;
+        // The seekable reader answers all bits set when the bytes cannot be had.
+        if (nRead > std::min<int64_t>(kChunk, nLeft))
+            return Fail(EExit::CUT_SHORT, "reading " + ToUtf8(location) + " failed after " + std::to_string(nCopied) +
+                                              " bytes" + FailureDetail(*pReader));
         if (!sink.Write(buffer.data(), nRead))
             return Fail(EExit::WRITE_FAILED, "cannot write " + sink.Name());
         nLeft -= nRead;

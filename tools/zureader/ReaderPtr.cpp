@@ -9,9 +9,11 @@ std::u16string TakeInfo(ZUBSTR bstr)
     return text;
 }
 
-CReaderPtr MakeReader(const std::u16string& location)
+CReaderPtr MakeReader(const std::u16string& location, bool bSeekable)
 {
-    CReaderPtr pReader(GetGenericReader(Z(location)));
+    // A file is seekable as it stands; a URL becomes so through the buffered Internet reader.
+    const bool bUrl = location.find(u"://") != std::u16string::npos;
+    CReaderPtr pReader(bSeekable && bUrl ? GetBufferedInternetReader(Z(location)) : GetGenericReader(Z(location)));
     // The host only ever reads its sources; never ask for write access to a user's file.
     if (pReader && pReader->GetType() == ZU_READER_LOCAL)
         pReader->SetOption(Z(u"READ_ONLY"), Z(u"1"));

@@ -23,7 +23,7 @@ std::u16string TakeInfo(ZUBSTR bstr);
 
 // The reader GetGenericReader makes for a location (null for a URL it cannot parse); a local file
 // is set up for reading only.
-CReaderPtr MakeReader(const std::u16string& location);
+CReaderPtr MakeReader(const std::u16string& location, bool bSeekable = false);
 
 // The read-ahead reader over pSource (a VBufferedReader), not opened. Its buffer is on the heap so
 // that an interrupted run leaves no temporary file behind, and holds more than the worker's largest

@@ -52,7 +52,7 @@ EExit StatusOfFailure(int32_t nCode, const std::string& text)
 COpenFailure DescribeFailure(VReader& reader, const std::u16string& location)
 {
     COpenFailure failure{EExit::FAILED, "cannot open " + ToUtf8(location)};
-    if (reader.GetType() != ZU_READER_INTERNET)
+    if (!reader.IsRemote())
         return failure;
     const std::string code = ToUtf8(TakeInfo(reader.GetInfo(Z(u"StatusCode"))));
     const std::string text = OneLine(ToUtf8(TakeInfo(reader.GetInfo(Z(u"StatusText")))));
@@ -159,7 +159,7 @@ bool CReaderSetup::ExpectsBody() const
 
 CReaderPtr CReaderSetup::Open(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate) const
 {
-    CReaderPtr pSource = MakeReader(location);
+    CReaderPtr pSource = MakeReader(location, m_bSeekable);
     if (!pSource) {
         failure = {EExit::BAD_URL,
                    "cannot open " + ToUtf8(location) + ": not a file name or a URL the library can parse"};

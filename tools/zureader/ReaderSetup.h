@@ -42,6 +42,9 @@ public:
     // code and text). The request body lives in this object: it must outlive the reader.
     CReaderPtr Open(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate = nullptr) const;
 
+    // Makes Open read a URL through the buffered Internet reader, which can seek anywhere in it.
+    void SetSeekable(bool bSeekable) { m_bSeekable = bSeekable; }
+
     // False when the request asks for no body (HEAD), whatever length the answer announces.
     bool ExpectsBody() const;
 
@@ -54,6 +57,7 @@ private:
     bool m_bTimeout = false;
     uint32_t m_nTimeout = 0;
     bool m_bData = false;
+    bool m_bSeekable = false;
     std::string m_Data;
     std::string m_strError;
 };

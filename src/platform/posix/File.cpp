@@ -69,7 +69,7 @@ bool CFile::Open(const std::u16string& path, uint32_t access, uint32_t /*share*/
     const std::string native = NativePath(path);
     if ((access & FILE_ACCESS_WRITE) && IsWriteProtected(native))
         return Fail(EACCES);
-    const int fd = ::open(native.c_str(), OpenFlags(access, disposition), 0666);
+    const int fd = ::open(native.c_str(), OpenFlags(access, disposition), (flags & FILE_FLAG_OWNER_ONLY_BIT) ? 0600 : 0666);
     if (fd < 0)
         return Fail();
     struct stat st;
@@ -169,6 +169,47 @@ bool CFile::SetEndOfFile()
         return Fail(EBADF);
     const off_t position = lseek(fd, 0, SEEK_CUR);
     return (position >= 0 && ftruncate(fd, position) == 0) || Fail();
+}
+
+bool CFile::ReadAt(int64_t nOffset, void* pBuffer, uint32_t nCount, uint32_t& nRead)
+{
+    nRead = 0;
+    if (m_hFile < 0)
+        return Fail(EBADF);
+    auto* p = static_cast<char*>(pBuffer);
+    while (nRead < nCount) {
+        const ssize_t n = ::pread(static_cast<int>(m_hFile), p + nRead, nCount - nRead, nOffset + nRead);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return Fail();
+        if (n == 0)
+            break;
+        nRead += static_cast<uint32_t>(n);
+    }
+    return true;
+}
+
+bool CFile::WriteAt(int64_t nOffset, const void* pBuffer, uint32_t nCount, uint32_t& nWritten)
+{
+    nWritten = 0;
+    if (m_hFile < 0)
+        return Fail(EBADF);
+    const auto* p = static_cast<const char*>(pBuffer);
+    while (nWritten < nCount) {
+        const ssize_t n = ::pwrite(static_cast<int>(m_hFile), p + nWritten, nCount - nWritten, nOffset + nWritten);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return Fail(n == 0 ? ENOSPC : errno);
+        nWritten += static_cast<uint32_t>(n);
+    }
+    return true;
+}
+
+bool CFile::MakeSparse()
+{
+    return m_hFile >= 0 || Fail(EBADF);
 }
 
 int64_t FileSizeByName(const std::u16string& path)
