@@ -4,6 +4,7 @@
 
 #include <zureader/BufferedReader.h>
 #include <zureader/CirclingReader.h>
+#include <zureader/DVDReader.h>
 #include <zureader/Reader.h>
 
 extern "C" {
@@ -59,6 +60,20 @@ ZUREADER_API VReader* GetCirclingReader(VReader* pInner);
 // buffered bytes without touching pChild, and can strip Internet-radio metadata out of the stream
 // while it keeps the station's title. Null only when memory is exhausted.
 ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
+
+// A reader (type 12, VDVDReader) of one title of a DVD-Video folder, from a rip description: the
+// text ZUDescribeDVD answers, with the title ("SelectedForRip") and audio stream
+// ("SelectedAudioStream") changed as the host wishes. Nothing is read until Open, which fails when
+// the description names no readable disc. Null only when memory is exhausted.
+ZUREADER_API VReader* GetDVDReader(const ZUCHAR* pszDescription);
+
+// The rip description of a VIDEO_TS folder (or of the folder holding one) as a system string the
+// caller frees with ZUFreeString: a "[DVDVideoInfo]" section of "Key=Value" lines naming the
+// disc's VIDEO_TS.IFO ("MainIFOFilename") and its titles, each with "Number", "Duration" (whole
+// seconds), "TotalBytes" (what GetLength of its reader answers) and "AudioStreamList" (one
+// display text per audio stream, separated by "|"), the longest title selected. Empty when the
+// folder holds no disc whose titles can be read; null only when memory is exhausted.
+ZUREADER_API ZUBSTR ZUDescribeDVD(const ZUCHAR* pszFolder);
 
 // Start-up and tear-down; they nest, and only the last tear-down releases shared state.
 ZUREADER_API ZUBOOL ZUReaderInitialize(ZUBOOL bFlag);

@@ -9,8 +9,11 @@
 #include "core/MemoryReader.h"
 #include "core/TruncatingReader.h"
 #include "core/Url.h"
+#include "dvd/DVDDescriber.h"
+#include "dvd/DVDReader.h"
 #include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
+#include "platform/SystemString.h"
 #include "net/BufferedInternetReader.h"
 #include "net/InternetReader.h"
 
@@ -133,6 +136,21 @@ VReader* GetCirclingReader(VReader* pInner)
 VReader* GetBufferedReader(VReader* pChild)
 {
     return WrapOwned<CBufferedReader>(pChild);
+}
+
+VReader* GetDVDReader(const ZUCHAR* pszDescription)
+try {
+    return new (std::nothrow) CDVDReader(pszDescription ? reinterpret_cast<const char16_t*>(pszDescription) : u"");
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+ZUBSTR ZUDescribeDVD(const ZUCHAR* pszFolder)
+try {
+    return zu::platform::AllocSystemString(
+        zu::dvd::DescribeDVD(pszFolder ? reinterpret_cast<const char16_t*>(pszFolder) : u""));
+} catch (const std::exception&) {
+    return nullptr;
 }
 
 ZUBOOL ZUReaderInitialize(ZUBOOL bFlag)

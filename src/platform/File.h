@@ -92,3 +92,9 @@ namespace zu::platform {
 // Sets or clears the read-only state of a file (the attribute on Windows, every write bit on POSIX).
 bool SetFileReadOnly(const std::u16string& path, bool bReadOnly);
 }  // namespace zu::platform
+
+namespace zu::platform {
+// The named file as it exists, its last part's ASCII letters compared case-blind the way Windows
+// compares every name (a disc's VTS_01_0.IFO is asked for as VTS_01_0.ifo); empty when none does.
+std::u16string ExistingFileIgnoringCase(const std::u16string& path);
+}  // namespace zu::platform

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <dirent.h>
+#include <memory>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -286,6 +288,50 @@ bool SetFileReadOnly(const std::u16string& path, bool bReadOnly)
     const mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
     const mode_t mode = bReadOnly ? (st.st_mode & ~writeBits) : (st.st_mode | S_IWUSR);
     return chmod(native.c_str(), mode & 07777) == 0 || Fail();
+}
+
+}  // namespace zu::platform
+
+namespace zu::platform {
+
+namespace {
+
+bool SameIgnoringAsciiCase(const std::string& a, const std::string& b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+        if (lower(a[i]) != lower(b[i]))
+            return false;
+    }
+    return true;
+}
+
+struct CDirectoryClose {
+    void operator()(DIR* pDir) const { closedir(pDir); }
+};
+
+}  // namespace
+
+std::u16string ExistingFileIgnoringCase(const std::u16string& path)
+{
+    if (FileSizeByName(path) >= 0)
+        return path;
+    const size_t slash = path.rfind(u'/');
+    const std::u16string folder = slash == std::u16string::npos ? u"." : path.substr(0, slash + 1);
+    const std::string name = NativePath(slash == std::u16string::npos ? path : path.substr(slash + 1));
+    std::unique_ptr<DIR, CDirectoryClose> pDir(opendir(NativePath(folder).c_str()));
+    if (!pDir || name.empty())
+        return {};
+    while (const dirent* pEntry = readdir(pDir.get())) {
+        if (!SameIgnoringAsciiCase(pEntry->d_name, name))
+            continue;
+        const std::u16string found = (slash == std::u16string::npos ? u"" : folder) + Utf16FromUtf8(pEntry->d_name);
+        if (FileSizeByName(found) >= 0)
+            return found;
+    }
+    return {};
 }
 
 }  // namespace zu::platform

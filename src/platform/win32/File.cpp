@@ -274,3 +274,13 @@ bool SetFileReadOnly(const std::u16string& path, bool bReadOnly)
 }
 
 }  // namespace zu::platform
+
+namespace zu::platform {
+
+// The system compares names case-blind already.
+std::u16string ExistingFileIgnoringCase(const std::u16string& path)
+{
+    return FileSizeByName(path) >= 0 ? path : std::u16string();
+}
+
+}  // namespace zu::platform
