@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that the built library exports exactly the functions its public header declares, by name
-and undecorated. Usage: check_exports.py HEADER LIBRARY windows|linux"""
+"""Checks that the built library exports exactly the functions its public headers declare, by name
+and undecorated. Usage: check_exports.py HEADER LIBRARY windows|linux [HEADER...]"""
 import re
 import subprocess
 import sys
@@ -10,7 +10,9 @@ def declared(header_text, windows):
     if windows:
         # The system-string helpers exist only where there is no system BSTR.
         header_text = re.sub(r"#ifndef _WIN32.*?#endif", "", header_text, flags=re.S)
-    return set(re.findall(r"ZUREADER_API\s+[\w\s\*]*?\b(\w+)\s*\(", header_text))
+    # The macros' own definitions are not declarations.
+    header_text = re.sub(r"^\s*#.*$", "", header_text, flags=re.M)
+    return set(re.findall(r"ZUREADER_C?_?API\s+[\w\s\*]*?\b(\w+)\s*\(", header_text))
 
 
 def exported_windows(library):
@@ -28,8 +30,10 @@ def exported_linux(library):
 
 def main():
     header, library, system = sys.argv[1:4]
-    with open(header, encoding="utf-8") as f:
-        want = declared(f.read(), system == "windows")
+    want = set()
+    for path in [header] + sys.argv[4:]:
+        with open(path, encoding="utf-8") as f:
+            want |= declared(f.read(), system == "windows")
     have = exported_windows(library) if system == "windows" else exported_linux(library)
     missing, extra = sorted(want - have), sorted(have - want)
     print(f"{len(have)} exports: {', '.join(sorted(have))}")
