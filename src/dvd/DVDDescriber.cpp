@@ -47,6 +47,7 @@ SDVDRipTitle DescribeTitle(const CDVDTitle& title, int nIndex)
     for (const SDVDChapter& chapter : title.Chapters())
         nMilliseconds += PlaybackMilliseconds(chapter.playbackTime);
     described.nDuration = static_cast<int32_t>((nMilliseconds + 500) / 1000);
+    described.nChapters = static_cast<int32_t>(title.Chapters().size());
     for (const SDVDRegion& region : title.Regions())
         described.nTotalBytes += static_cast<int64_t>(region.nSectorCount) * kSectorBytes;
     for (int i = 0; i < title.AudioStreamCount(); ++i)

@@ -80,6 +80,7 @@ void CDVDRipDescription::LoadTitle(const CPropertyList& list, int nIndex)
     title.name = text(u"Name");
     title.nNumber = CDecimalText::ToInt32(text(u"Number"));
     title.nDuration = CDecimalText::ToInt32(text(u"Duration"));
+    title.nChapters = CDecimalText::ToInt32(text(u"Chapters"));
     title.nTotalBytes = CDecimalText::ToInt64(text(u"TotalBytes"));
     title.bSelectedForRip = CDecimalText::ToInt32(text(u"SelectedForRip")) != 0;
     title.nSelectedAudioStream = CDecimalText::ToInt32(text(u"SelectedAudioStream"));
@@ -102,6 +103,7 @@ std::u16string CDVDRipDescription::ToText() const
         set(Key(u"Name", i), title.name);
         set(Key(u"Number", i), Format(u"%d", title.nNumber));
         set(Key(u"Duration", i), Format(u"%d", title.nDuration));
+        set(Key(u"Chapters", i), Format(u"%d", title.nChapters));
         set(Key(u"TotalBytes", i), Format(u"%lld", static_cast<long long>(title.nTotalBytes)));
         set(Key(u"SelectedForRip", i), title.bSelectedForRip ? u"1" : u"0");
         set(Key(u"SelectedAudioStream", i), Format(u"%d", title.nSelectedAudioStream));

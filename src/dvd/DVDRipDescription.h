@@ -4,7 +4,7 @@
 // The text is a property list (host/PropertyList.h) whose "DVDVideoInfo" section holds:
 //   RipMode, Name, MainIFOFilename, NumTitles, ClipSeconds,
 //   DiscBytes                                                     the disc
-//   Name00, Number00, Duration00, TotalBytes00, SelectedForRip00,
+//   Name00, Number00, Duration00, Chapters00, TotalBytes00, SelectedForRip00,
 //   SelectedAudioStream00, AudioStreamList00, ...                 title i with i as two digits
 // "AudioStreamList" holds one display text per audio stream, separated by "|".
 #pragma once
@@ -23,6 +23,7 @@ struct SDVDRipTitle {
     std::u16string name;
     int32_t nNumber = 0;
     int32_t nDuration = 0;
+    int32_t nChapters = 0;  // "Chapters": written by the describer for hosts to show
     int64_t nTotalBytes = 0;
     bool bSelectedForRip = false;
     int32_t nSelectedAudioStream = 0;

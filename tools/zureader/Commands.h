@@ -12,6 +12,7 @@ int RunCat(const CArguments& arguments);
 int RunInfo(const CArguments& arguments);
 int RunDemo(const CArguments& arguments);
 int RunRadio(const CArguments& arguments);
+int RunDvd(const CArguments& arguments);
 
 class CCommandLine;
 

@@ -19,6 +19,9 @@ const char kHelp[] =
     "  radio URL [-o FILE]             play an Internet-radio stream: the audio to standard output\n"
     "      [--seconds N]               or FILE, each new title with its time; stop after N seconds\n"
     "  info LOCATION [--prop NAME]...  print a reader's type, length, flags and properties\n"
+    "  dvd FOLDER [--description]      list a DVD-Video folder's titles, or print its rip description\n"
+    "      [--title N] [--audio K]     with -o: write title N with audio stream K as an MPEG\n"
+    "      [-o OUT.mpg]                program stream\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "\n"
     "cat, radio and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
@@ -62,6 +65,8 @@ int main(int argc, char** argv)
         return RunInfo(rest);
     if (arguments[1] == u"radio")
         return RunRadio(rest);
+    if (arguments[1] == u"dvd")
+        return RunDvd(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
     return Fail(EExit::USAGE, "unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");
