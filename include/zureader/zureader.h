@@ -71,6 +71,12 @@ ZUREADER_C_API ZUReaderHandle* ZUReaderFromLocation(const char* pszLocation);
 ZUREADER_C_API ZUReaderHandle* ZUReaderFromPath(const char* pszPath);
 /* HTTP, HTTPS or FTP. */
 ZUREADER_C_API ZUReaderHandle* ZUReaderFromUrl(const char* pszUrl);
+/* An HTTP resource of known length made seekable through a cache file that byte ranges are
+   downloaded into. */
+ZUREADER_C_API ZUReaderHandle* ZUReaderFromBufferedInternet(const char* pszUrl);
+/* One title of a DVD-Video folder as a stream of program-stream packs, from a rip description
+   (ZUReaderDescribeDVD makes one for a folder). */
+ZUREADER_C_API ZUReaderHandle* ZUReaderFromDVD(const char* pszDescription);
 /* nLength bytes at pData, open from the start. With bCopy 0 the caller's bytes are read and must
    outlive the handle. */
 ZUREADER_C_API ZUReaderHandle* ZUReaderFromMemory(const void* pData, int32_t nLength, int32_t bCopy);
@@ -155,6 +161,15 @@ ZUREADER_C_API char* ZUReaderGetStreamTitleAtReadPosition(ZUReaderHandle* pHandl
    the end-of-stream position (-1: none), counted across the wrap. */
 ZUREADER_C_API int32_t ZUReaderSetCircling(ZUReaderHandle* pHandle, int32_t bCircling, int64_t nRestartPosition);
 ZUREADER_C_API int32_t ZUReaderSetEndOfStreamPosition(ZUReaderHandle* pHandle, int64_t nPosition);
+
+/* The DVD reader (ZUReaderFromDVD). The rip description of a DVD-Video folder (the one holding
+   VIDEO_TS), its longest title selected; freed with ZUReaderFreeString. NULL when the folder holds
+   no disc whose titles can be read (ZUREADER_ERROR_NOT_FOUND). */
+ZUREADER_C_API char* ZUReaderDescribeDVD(const char* pszFolder);
+/* The number on the disc of the title being read (from 1), 0 when closed; -1 for another reader. */
+ZUREADER_C_API int32_t ZUReaderGetDVDTitleNumber(ZUReaderHandle* pHandle);
+/* The part of the title passed, 0.0 to 1.0; -1.0 for another reader. */
+ZUREADER_C_API double ZUReaderGetDVDProgress(ZUReaderHandle* pHandle);
 
 #ifdef __cplusplus
 }

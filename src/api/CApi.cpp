@@ -223,6 +223,21 @@ ZUReaderHandle* ZUReaderFromUrl(const char* pszUrl)
     return Make(pszUrl, GetInternetReader);
 }
 
+ZUReaderHandle* ZUReaderFromBufferedInternet(const char* pszUrl)
+{
+    return Make(pszUrl, GetBufferedInternetReader);
+}
+
+ZUReaderHandle* ZUReaderFromDVD(const char* pszDescription)
+{
+    return Guarded<ZUReaderHandle*>(nullptr, [&]() -> ZUReaderHandle* {
+        if (!pszDescription)
+            return Fail<ZUReaderHandle*>(nullptr, ZUREADER_ERROR_INVALID_ARGUMENT, "no rip description (a null text)");
+        // The description is pages long: messages name the reader instead.
+        return Adopt(GetDVDReader(Z(Wide(pszDescription))), "the DVD title", ZUREADER_ERROR_NO_MEMORY, "out of memory");
+    });
+}
+
 ZUReaderHandle* ZUReaderFromMemory(const void* pData, int32_t nLength, int32_t bCopy)
 {
     return Guarded<ZUReaderHandle*>(nullptr, [&] {
@@ -414,6 +429,7 @@ namespace {
 
 constexpr char kReadAhead[] = "a read-ahead reader";
 constexpr char kCircling[] = "a circling reader";
+constexpr char kDVD[] = "a DVD reader";
 
 }  // namespace
 
@@ -466,4 +482,27 @@ int32_t ZUReaderSetEndOfStreamPosition(ZUReaderHandle* pHandle, int64_t nPositio
 {
     return StatusWithFamily<VCirclingReader>(pHandle, kCircling,
                                              [&](VCirclingReader& reader) { reader.SetEndOfStreamPosition(nPosition); });
+}
+
+char* ZUReaderDescribeDVD(const char* pszFolder)
+{
+    return Guarded(static_cast<char*>(nullptr), [&]() -> char* {
+        if (!pszFolder)
+            return Fail(static_cast<char*>(nullptr), ZUREADER_ERROR_INVALID_ARGUMENT, "no folder (a null text)");
+        const std::u16string description = TakeSystemString(ZUDescribeDVD(Z(Wide(pszFolder))));
+        if (description.empty())
+            return Fail(static_cast<char*>(nullptr), ZUREADER_ERROR_NOT_FOUND,
+                        std::string("no DVD-Video disc with readable titles in ") + pszFolder);
+        return CopyForHost(description);
+    });
+}
+
+int32_t ZUReaderGetDVDTitleNumber(ZUReaderHandle* pHandle)
+{
+    return WithFamily<VDVDReader>(pHandle, int32_t{-1}, kDVD, [](VDVDReader& reader) { return reader.GetTitleNumber(); });
+}
+
+double ZUReaderGetDVDProgress(ZUReaderHandle* pHandle)
+{
+    return WithFamily<VDVDReader>(pHandle, -1.0, kDVD, [](VDVDReader& reader) { return reader.GetProgress(); });
 }

@@ -1,6 +1,8 @@
 #include "ServerSupport.h"
 #include "TestSupport.h"
+#include "dvd/RipperSupport.h"
 
+#include <zureader/TextConversion.h>
 #include <zureader/zureader.h>
 
 #include <gtest/gtest.h>
@@ -291,4 +293,49 @@ TEST(CApiTest, RadioTitlesThroughTheReadAheadReader)
     EXPECT_NE(nToNext, 0u);
     EXPECT_EQ(audio + more + ReadAll(handle.get()), PatternBytes(6000, 3));
     EXPECT_EQ(LastError().nKind, ZUREADER_OK) << LastError().message;
+}
+
+// The seekable remote reader through the C interface: the served file exactly, from a seek too.
+TEST(CApiTest, BufferedInternetReaderReadsExactlyAfterASeek)
+{
+    ZU_REQUIRE_SERVERS();
+    const std::string pattern = ServedPattern();
+    CHandle handle(ZUReaderFromBufferedInternet(Url("NGINX_HTTP", "/pattern.bin").c_str()));
+    ASSERT_TRUE(handle);
+    ZUReaderSetTimeout(handle.get(), 10000);
+    ASSERT_EQ(ZUReaderOpen(handle.get()), ZUREADER_OK) << LastError().message;
+    ASSERT_EQ(ZUReaderSeek(handle.get(), 500000, ZUREADER_SEEK_BEGIN), 500000) << LastError().message;
+    EXPECT_EQ(ReadAll(handle.get(), 100000), pattern.substr(500000));
+    EXPECT_EQ(LastError().nKind, ZUREADER_OK) << LastError().message;
+}
+
+// A DVD title through the C interface: described from its folder, read whole, the same bytes as
+// the C++ reader of the same description delivers, and the DVD reader's own operations.
+TEST(CApiTest, DvdTitleFromItsDescription)
+{
+    zutest::dvd::CMarkedDisc disc;
+    char* pszDescription = ZUReaderDescribeDVD(Utf8(disc.Folder()).c_str());
+    ASSERT_NE(pszDescription, nullptr) << LastError().message;
+    const std::string description = TakeText(pszDescription);
+
+    CHandle handle(ZUReaderFromDVD(description.c_str()));
+    ASSERT_EQ(ZUReaderOpen(handle.get()), ZUREADER_OK) << LastError().message;
+    EXPECT_GT(ZUReaderGetDVDTitleNumber(handle.get()), 0);
+    const std::string bytes = ReadAll(handle.get(), 10000);
+    EXPECT_EQ(LastError().nKind, ZUREADER_OK) << "a DVD title's end lies before its length and is no failure";
+    EXPECT_DOUBLE_EQ(ZUReaderGetDVDProgress(handle.get()), 1.0);
+
+    CReaderPtr pReader(GetDVDReader(Z(zureader::Utf16FromUtf8(description))));
+    ASSERT_TRUE(pReader->Open());
+    std::string expected;
+    for (std::string piece; !(piece = ReadUpTo(*pReader, 10000)).empty();)
+        expected += piece;
+    EXPECT_FALSE(bytes.empty());
+    EXPECT_EQ(bytes, expected);
+
+    CHandle memory(ZUReaderFromMemory("abc", 3, 1));
+    EXPECT_EQ(ZUReaderGetDVDTitleNumber(memory.get()), -1);
+    EXPECT_EQ(LastError().nKind, ZUREADER_ERROR_UNSUPPORTED);
+    EXPECT_EQ(ZUReaderDescribeDVD(Utf8(disc.Folder() + u"/nothing").c_str()), nullptr);
+    EXPECT_EQ(LastError().nKind, ZUREADER_ERROR_NOT_FOUND);
 }
