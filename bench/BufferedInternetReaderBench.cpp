@@ -6,7 +6,8 @@
 // (its access log) over the bytes the pattern needed, and the wall time.
 // Then the download chunk: a whole-file read at loopback speed with 1 KiB and with 64 KiB chunks.
 //
-// Usage: bench_buffered_internet_reader [MIB] [PORTS_FILE]
+// Usage: bench_buffered_internet_reader [MIB] [PORTS_FILE] [CHUNK]   (CHUNK: the download chunk of
+// the player pattern's reader, the reader's default unless given)
 #include <zureader/ZUReader.h>
 
 #include "BenchServers.h"
@@ -158,7 +159,7 @@ double SequentialMiBPerSecond(const std::string& url, const std::u16string& opti
 int main(int argc, char** argv)
 {
     const size_t nMiB = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 256;
-    zubench::CServers servers(argc > 2 ? argv[2] : "");
+    zubench::CServers servers(argc > 2 && std::strcmp(argv[2], "-") != 0 ? argv[2] : "");
     if (servers.Value("NGINX_HTTP").empty()) {
         std::fprintf(stderr, "no loopback servers (tests/servers/start.sh)\n");
         return 1;
@@ -177,7 +178,9 @@ int main(int argc, char** argv)
     std::printf("%-34s %10s %12s %10s\n", "", "wall s", "sent MiB", "sent/need");
 
     const std::string ourTag = "ours-" + std::to_string(getpid());
-    const CRun ours = PatternThroughReader(host + "/slow" + name + "?" + ourTag, steps, u"");
+    const std::string chunk = argc > 3 ? argv[3] : "";
+    const std::u16string chunkOption = chunk.empty() ? u"" : u"DOWNLOAD_CHUNK|" + std::u16string(chunk.begin(), chunk.end());
+    const CRun ours = PatternThroughReader(host + "/slow" + name + "?" + ourTag, steps, chunkOption);
     sleep(1);  // nginx logs a request once its connection is closed
     const int64_t nOurs = BytesSent(log, ourTag);
     std::printf("%-34s %10.2f %12.1f %10.3f%s\n", "buffered Internet reader", ours.seconds, nOurs / double(kMiB),
@@ -196,7 +199,7 @@ int main(int argc, char** argv)
 #endif
 
     // The download chunk, on a whole-file read at loopback speed (best of three each).
-    for (const uint32_t nChunk : {1024u, 65536u}) {
+    for (const uint32_t nChunk : {1024u, 16384u, 65536u}) {
         const std::string digits = std::to_string(nChunk);
         const std::u16string option = u"DOWNLOAD_CHUNK|" + std::u16string(digits.begin(), digits.end());
         double dBest = 0;
