@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Checks that the built library exports exactly the functions its public headers declare, by name
-and undecorated. Usage: check_exports.py HEADER LIBRARY windows|linux [HEADER...]"""
+and undecorated, and that the README's table of exported functions lists exactly those (on Linux).
+Usage: check_exports.py HEADER LIBRARY windows|linux [HEADER...] [--readme README.md]"""
 import re
 import subprocess
 import sys
@@ -28,12 +29,32 @@ def exported_linux(library):
     return {line.split()[-1] for line in dump.splitlines() if line.strip()}
 
 
+def documented(readme):
+    """The function names in backticks in the README's section "Exported functions"."""
+    with open(readme, encoding="utf-8") as f:
+        section = f.read().split("### Exported functions", 1)[-1].split("\n#", 1)[0]
+    return set(re.findall(r"`((?:Get|ZU)\w+)`", section))
+
+
 def main():
-    header, library, system = sys.argv[1:4]
+    arguments = sys.argv[1:]
+    readme = None
+    if "--readme" in arguments:
+        readme = arguments.pop(arguments.index("--readme") + 1)
+        arguments.remove("--readme")
+    header, library, system = arguments[:3]
     want = set()
-    for path in [header] + sys.argv[4:]:
+    every = set()
+    for path in [header] + arguments[3:]:
         with open(path, encoding="utf-8") as f:
-            want |= declared(f.read(), system == "windows")
+            text = f.read()
+        want |= declared(text, system == "windows")
+        every |= declared(text, False)
+    if readme:
+        listed = documented(readme)
+        if listed != every:
+            print(f"README table: not listed {sorted(every - listed)}, not declared {sorted(listed - every)}")
+            return 1
     have = exported_windows(library) if system == "windows" else exported_linux(library)
     missing, extra = sorted(want - have), sorted(have - want)
     print(f"{len(have)} exports: {', '.join(sorted(have))}")
