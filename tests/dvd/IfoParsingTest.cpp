@@ -1,4 +1,5 @@
 #include "DiscBuilder.h"
+#include "RipperSupport.h"
 #include "TestSupport.h"
 
 #include "dvd/DiscFolder.h"
@@ -15,19 +16,12 @@ using zu::dvd::CVideoManager;
 
 namespace {
 
-// Title set 1: title 1 of three one-cell chapters in a row; title 2 of two chapters whose first
-// program holds three cells, so only its entry cell counts and the chapters are not contiguous.
-// Title set 2: one title whose first chapter entry names program chain 0.
+// The marked disc, but title set 2's title has a first chapter entry naming program chain 0.
 std::vector<STitleSetModel> SampleDisc()
 {
-    STitleSetModel first;
-    first.chains = {{{1, 2, 3}, {{0, 9, 2}, {10, 19, 2}, {20, 29, 2}}},
-                    {{1, 4}, {{30, 39, 3}, {40, 49, 3}, {50, 59, 3}, {60, 69, 3}}}};
-    first.titles = {{{1, 1}, {1, 2}, {1, 3}}, {{2, 1}, {2, 2}}};
-    STitleSetModel second;
-    second.chains = {{{1}, {{0, 39, 9}}}};
-    second.titles = {{{0, 1}, {1, 1}}};
-    return {first, second};
+    std::vector<STitleSetModel> sets = MarkedSets();
+    sets[1].titles = {{{0, 1}, {1, 1}}};
+    return sets;
 }
 
 class CSampleDisc {

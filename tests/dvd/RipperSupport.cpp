@@ -2,8 +2,6 @@
 
 namespace zutest::dvd {
 
-namespace {
-
 std::vector<STitleSetModel> MarkedSets()
 {
     STitleSetModel first;
@@ -15,8 +13,6 @@ std::vector<STitleSetModel> MarkedSets()
     second.titles = {{{1, 1}}};
     return {first, second};
 }
-
-}  // namespace
 
 CMarkedDisc::CMarkedDisc() : m_Folder(WriteDisc(m_Root.Path(), MarkedSets(), 80)) {}
 

@@ -12,6 +12,9 @@
 
 namespace zutest::dvd {
 
+// The title sets of the marked disc.
+std::vector<STitleSetModel> MarkedSets();
+
 // Title 1: title sectors 0-29 in one region. Title 2: regions 30-39 and 60-69. Title 3 (set 2):
 // 0-39. 80 sectors per title set, every fourth one a video pack.
 class CMarkedDisc {

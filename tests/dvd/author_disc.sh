@@ -18,13 +18,15 @@ rm -rf "$out"
 mkdir -p "$out/work"
 cd "$out/work"
 
-# A test pattern with two tones; -target pal-dvd fixes 720x576, MPEG-2 video and AC-3 audio.
+# A test pattern with two tones; -target pal-dvd fixes 720x576, MPEG-2 video and AC-3 audio. The
+# long title is held at a constant 8.5 Mbit/s, near a disc's most, so that a GiB takes 17 minutes.
 encode() {
-  local seconds="$1" file="$2"
-  ffmpeg -nostdin -loglevel error -f lavfi -i "testsrc=size=720x576:rate=25:duration=$seconds" \
+  local seconds="$1" file="$2" source=testsrc rate=()
+  [ -n "$long" ] && source=testsrc2 rate=(-b:v 8500k -minrate 8500k -maxrate 8500k -bufsize 1835k)
+  ffmpeg -nostdin -loglevel error -f lavfi -i "$source=size=720x576:rate=25:duration=$seconds" \
     -f lavfi -i "sine=frequency=440:sample_rate=48000:duration=$seconds" \
     -f lavfi -i "sine=frequency=880:sample_rate=48000:duration=$seconds" \
-    -map 0:v -map 1:a -map 2:a -target pal-dvd -ac 2 -b:a 192k -aspect 4:3 -y "$file"
+    -map 0:v -map 1:a -map 2:a -target pal-dvd "${rate[@]}" -ac 2 -b:a 192k -aspect 4:3 -y "$file"
 }
 
 audio='<audio lang="en"/><audio lang="de"/>'
