@@ -1,6 +1,7 @@
 #include "dvd/VobFileSet.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace zu::dvd {
 
@@ -17,6 +18,7 @@ bool CVobFileSet::Assign(std::vector<SFile> files, int32_t nMenuSectors)
     Close();
     m_Files.clear();
     m_Starts.clear();
+    m_nRunCount = 0;
     m_nTotalSectors = 0;
     for (const SFile& file : files) {
         if (FileSizeByName(file.path) < 0)
@@ -36,6 +38,7 @@ void CVobFileSet::Close()
 {
     m_File.Close();
     m_nCurrentFile = -1;
+    m_nRunCount = 0;
 }
 
 int64_t CVobFileSet::AbsoluteSector(int32_t nTitleSector) const
@@ -58,14 +61,28 @@ CVobFileSet::ERead CVobFileSet::ReadPack(uint8_t* pPack)
     const int64_t nAbsolute = AbsoluteSector(m_nTitleSector);
     if (nAbsolute >= m_nTotalSectors)
         return ERead::END;
-    const int nFile = FileOf(nAbsolute);
-    if (nFile < 0)
-        return ERead::FAILED;
-    uint32_t nRead = 0;
-    if (!m_File.ReadAt((nAbsolute - m_Starts[nFile]) * kPackBytes, pPack, kPackBytes, nRead) || nRead != kPackBytes)
-        return ERead::FAILED;
+    if (nAbsolute < m_nRunFirst || nAbsolute >= m_nRunFirst + m_nRunCount) {
+        const int nFile = FileOf(nAbsolute);
+        if (nFile < 0 || !FillRun(nFile, nAbsolute))
+            return ERead::FAILED;
+    }
+    std::memcpy(pPack, m_Run.data() + (nAbsolute - m_nRunFirst) * kPackBytes, kPackBytes);
     ++m_nTitleSector;
     return ERead::PACK;
+}
+
+bool CVobFileSet::FillRun(int nFile, int64_t nAbsolute)
+{
+    m_nRunCount = 0;
+    const int64_t nSectors = std::min<int64_t>(kRunSectors, m_Starts[nFile] + m_Files[nFile].nSectors - nAbsolute);
+    m_Run.resize(static_cast<size_t>(kRunSectors) * kPackBytes);
+    uint32_t nRead = 0;
+    m_File.ReadAt((nAbsolute - m_Starts[nFile]) * kPackBytes, m_Run.data(), static_cast<uint32_t>(nSectors * kPackBytes),
+                  nRead);
+    // Only whole sectors count; a file cut short since it was listed ends with what it holds.
+    m_nRunFirst = nAbsolute;
+    m_nRunCount = nRead / kPackBytes;
+    return m_nRunCount > 0;
 }
 
 // A file is opened only when the sectors cross into it.

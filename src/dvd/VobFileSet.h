@@ -38,13 +38,18 @@ public:
     int32_t TotalSectors() const { return m_nTotalSectors; }
     int32_t Base() const { return m_nBase; }
 
-    // Reads the next sector into pPack (2048 bytes) and moves past it.
+    // Reads the next sector into pPack (2048 bytes) and moves past it. Sectors come from the files
+    // in runs of kRunSectors: one system read per sector would cost more than the reading itself.
     ERead ReadPack(uint8_t* pPack);
+
+    static constexpr int32_t kRunSectors = 128;
 
 private:
     int64_t AbsoluteSector(int32_t nTitleSector) const;
     // The file holding an absolute sector, opened; -1 when there is none or it cannot be opened.
     int FileOf(int64_t nAbsolute);
+    // Reads the run of sectors from nAbsolute on, within its file; false when it cannot be read.
+    bool FillRun(int nFile, int64_t nAbsolute);
 
     std::vector<SFile> m_Files;
     std::vector<int64_t> m_Starts;  // each file's first absolute sector
@@ -53,6 +58,9 @@ private:
     int m_nCurrentFile = -1;
     int32_t m_nTitleSector = 0;
     zu::platform::CFile m_File;
+    std::vector<uint8_t> m_Run;
+    int64_t m_nRunFirst = 0;  // the absolute sector of m_Run's first
+    int64_t m_nRunCount = 0;
 };
 
 }  // namespace zu::dvd

@@ -19,7 +19,7 @@ mkdir -p "$out/work"
 cd "$out/work"
 
 # A test pattern with two tones; -target pal-dvd fixes 720x576, MPEG-2 video and AC-3 audio. The
-# long title is held at a constant 8.5 Mbit/s, near a disc's most, so that a GiB takes 17 minutes.
+# long title is held at a constant 8.5 Mbit/s, near a disc's most, so that 21 minutes make a GiB and a little more.
 encode() {
   local seconds="$1" file="$2" source=testsrc rate=()
   [ -n "$long" ] && source=testsrc2 rate=(-b:v 8500k -minrate 8500k -maxrate 8500k -bufsize 1835k)
