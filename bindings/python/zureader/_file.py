@@ -1,6 +1,7 @@
 """ReaderFile: one reader as a raw binary file object."""
 import ctypes
 import io
+import threading
 
 from . import _errors, _native
 
@@ -17,6 +18,11 @@ class ReaderFile(io.RawIOBase):
         self._handle = handle
         self.name = name
         self.mode = mode
+        # A close from another thread must not free the reader under a read or write in flight:
+        # it ends the transfer, and the last call to return frees the reader.
+        self._guard = threading.Lock()
+        self._calls = 0
+        self._closing = False
 
     # --- the file protocol ------------------------------------------------------------------
 
@@ -39,7 +45,11 @@ class ReaderFile(io.RawIOBase):
         if not view.nbytes:
             return 0
         address = ctypes.addressof(ctypes.c_char.from_buffer(view))
-        count = _lib.ZUReaderRead(self._handle, address, view.nbytes)
+        handle = self._enter()
+        try:
+            count = _lib.ZUReaderRead(handle, address, view.nbytes)
+        finally:
+            self._leave()
         if count < 0:
             raise _errors.last_error()
         return count
@@ -64,7 +74,11 @@ class ReaderFile(io.RawIOBase):
         # ctypes takes the address of a writable buffer only; a read-only one (bytes) is passed
         # as the bytes object itself.
         source = ctypes.c_char_p(bytes(view)) if view.readonly else ctypes.addressof(ctypes.c_char.from_buffer(view))
-        count = _lib.ZUReaderWrite(self._handle, source, view.nbytes)
+        handle = self._enter()
+        try:
+            count = _lib.ZUReaderWrite(handle, source, view.nbytes)
+        finally:
+            self._leave()
         if count < 0:
             raise _errors.last_error()
         return count
@@ -87,10 +101,37 @@ class ReaderFile(io.RawIOBase):
 
     def close(self):
         # Safe to call again, and from the finaliser of an object whose open failed half-way.
-        handle, self._handle = getattr(self, "_handle", None), None
-        if handle:
+        guard = getattr(self, "_guard", None)
+        if guard is None:
+            handle, self._handle, busy = getattr(self, "_handle", None), None, False
+        else:
+            with guard:
+                handle, busy = self._handle, self._calls > 0
+                if busy:
+                    self._closing = True
+                else:
+                    self._handle = None
+        if handle and busy:
+            _lib.ZUReaderClose(handle)  # ends the transfer the other thread waits on
+        elif handle:
             _lib.ZUReaderDestroy(handle)
         super().close()
+
+    def _enter(self):
+        with self._guard:
+            if not self._handle or self._closing:
+                raise ValueError("I/O operation on closed file.")
+            self._calls += 1
+            return self._handle
+
+    def _leave(self):
+        with self._guard:
+            self._calls -= 1
+            handle = self._handle if self._closing and self._calls == 0 else None
+            if handle:
+                self._handle = None
+        if handle:
+            _lib.ZUReaderDestroy(handle)
 
     # --- what the library adds ------------------------------------------------------------------
 
