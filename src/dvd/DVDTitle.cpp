@@ -47,9 +47,9 @@ void CDVDTitle::MakeChapters(const CTitleSet& titleSet)
         nEnd = static_cast<int64_t>(BigEndian32(raw)) - 1;
     }
     const int64_t nEntries = (nEnd - nStart + 1) / 4;
-    for (int64_t k = 0; k < nEntries; ++k) {
-        if (!CopyRecord(data, nTable + nStart + 4 * k, 4, raw))
-            continue;
+    // Entries lie at rising offsets: past the file's end none can be read any more, however many
+    // the table's offsets promise (up to a billion).
+    for (int64_t k = 0; k < nEntries && CopyRecord(data, nTable + nStart + 4 * k, 4, raw); ++k) {
         SDVDChapter chapter;
         chapter.nChapterNumber = static_cast<int>(k + 1);
         if (MakeChapter(titleSet, BigEndian16(raw), BigEndian16(raw + 2), chapter))

@@ -140,6 +140,8 @@ TEST(IfoParsingTest, MalformedInformationFilesAreRefused)
         {"a title of title set 0", u"VIDEO_TS.IFO", set(kTitleTable + 8 + 6, 0), 2},
         {"a title of title set 3", u"VIDEO_TS.IFO", set(kTitleTable + 8 + 12 + 6, 3), 2},
         {"a title set count of 1", u"VIDEO_TS.IFO", set(0x3F, 1), 2},
+        {"a chapter list of a billion entries past the file's end", u"VTS_01_0.IFO",
+         [](std::string& b) { Put32(b, kChapterTable + 12, 0xFFFFFFF0u); }, 0},
         {"a title number past the chapter table", u"VIDEO_TS.IFO", set(kTitleTable + 8 + 7, 3), 0},
     };
     for (const auto& c : cases) {
