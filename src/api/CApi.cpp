@@ -401,8 +401,9 @@ char* ZUReaderGetInfo(ZUReaderHandle* pHandle, const char* pszName)
 int32_t ZUReaderClose(ZUReaderHandle* pHandle)
 {
     return StatusWithReader(pHandle, [](ZUReaderHandle& handle) -> int32_t {
+        // Only the reader is touched: a read may still be running on another thread, and the
+        // failure it may leave is cleared by the next open.
         handle.m_pReader->Close();
-        handle.m_bFailurePending = false;
         return ZUREADER_OK;
     });
 }

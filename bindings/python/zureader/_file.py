@@ -162,5 +162,6 @@ class ReaderFile(io.RawIOBase):
         return _lib.ZUReaderGetFlags(self._handle)
 
     def _check_open(self):
-        if not self._handle:
+        # A reader being closed under a call in another thread takes no new calls either.
+        if not self._handle or getattr(self, "_closing", False):
             raise ValueError("I/O operation on closed file.")
