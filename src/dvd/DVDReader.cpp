@@ -65,7 +65,8 @@ try {
         return 0;
     auto* pTarget = static_cast<uint8_t*>(pBuffer);
     const uint32_t nFromPending = static_cast<uint32_t>(std::min<size_t>(nCount, m_Pending.size() - m_nPendingStart));
-    std::memcpy(pTarget, m_Pending.data() + m_nPendingStart, nFromPending);
+    if (nFromPending > 0)
+        std::memcpy(pTarget, m_Pending.data() + m_nPendingStart, nFromPending);
     m_nPendingStart += nFromPending;
     uint32_t nDone = nFromPending;
     bool bMore = true;
