@@ -77,14 +77,21 @@ CStreamAttributes CStreamAttributes::Video(const uint8_t* pBlock)
     return attributes;
 }
 
+// Audio and sub-pictures share private stream 1, told apart by their sub-stream ids.
+CStreamAttributes CStreamAttributes::PrivateStream(EKind eKind, uint8_t nOutputId, int nSubStream, const uint8_t* pBlock)
+{
+    CStreamAttributes attributes(nOutputId);
+    attributes.Set(u"Stream: Type", eKind);
+    attributes.Set(u"Stream: ID", 189);
+    attributes.Set(u"SubStream: ID", nSubStream);
+    attributes.Set(u"Stream: Language", LanguageName(pBlock[2], pBlock[3]));
+    return attributes;
+}
+
 CStreamAttributes CStreamAttributes::Audio(const uint8_t* pBlock, int nIndex)
 {
-    CStreamAttributes attributes(0x80);
-    attributes.Set(u"Stream: Type", AUDIO);
-    attributes.Set(u"Stream: ID", 189);
-    attributes.Set(u"SubStream: ID", 128 + nIndex);
+    CStreamAttributes attributes = PrivateStream(AUDIO, 0x80, 128 + nIndex, pBlock);
     attributes.Set(u"Stream: Encoding", AudioCodingName(pBlock[0] & 0xE0));
-    attributes.Set(u"Stream: Language", LanguageName(pBlock[2], pBlock[3]));
     attributes.Set(u"Stream: Lang Extension", AudioExtensionName(pBlock[5]));
     attributes.Set(u"Stream: Karaoke", pBlock[0] & 0x10);
     attributes.Set(u"Stream: Audio Application", pBlock[0] & 3);
@@ -96,12 +103,8 @@ CStreamAttributes CStreamAttributes::Audio(const uint8_t* pBlock, int nIndex)
 
 CStreamAttributes CStreamAttributes::Subpicture(const uint8_t* pBlock, int nIndex)
 {
-    CStreamAttributes attributes(0x20);
-    attributes.Set(u"Stream: Type", SUBPICTURE);
-    attributes.Set(u"Stream: ID", 189);
-    attributes.Set(u"SubStream: ID", 32 + nIndex);
+    CStreamAttributes attributes = PrivateStream(SUBPICTURE, 0x20, 32 + nIndex, pBlock);
     attributes.Set(u"Stream: Encoding", (pBlock[0] & 0xE0) == 0 ? u"2-bit RLE" : u"");
-    attributes.Set(u"Stream: Language", LanguageName(pBlock[2], pBlock[3]));
     attributes.Set(u"Stream: Lang Extension", SubpictureExtensionName(pBlock[5]));
     return attributes;
 }

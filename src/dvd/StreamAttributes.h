@@ -35,6 +35,7 @@ public:
 
 private:
     explicit CStreamAttributes(uint8_t nOutputId) : m_nOutputId(nOutputId) {}
+    static CStreamAttributes PrivateStream(EKind eKind, uint8_t nOutputId, int nSubStream, const uint8_t* pBlock);
     void Set(const std::u16string& key, const std::u16string& value);
     void Set(const std::u16string& key, int nValue);
 
