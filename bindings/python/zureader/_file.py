@@ -45,11 +45,7 @@ class ReaderFile(io.RawIOBase):
         if not view.nbytes:
             return 0
         address = ctypes.addressof(ctypes.c_char.from_buffer(view))
-        handle = self._enter()
-        try:
-            count = _lib.ZUReaderRead(handle, address, view.nbytes)
-        finally:
-            self._leave()
+        count = self._call(_lib.ZUReaderRead, address, view.nbytes)
         if count < 0:
             raise _errors.last_error()
         return count
@@ -74,11 +70,7 @@ class ReaderFile(io.RawIOBase):
         # ctypes takes the address of a writable buffer only; a read-only one (bytes) is passed
         # as the bytes object itself.
         source = ctypes.c_char_p(bytes(view)) if view.readonly else ctypes.addressof(ctypes.c_char.from_buffer(view))
-        handle = self._enter()
-        try:
-            count = _lib.ZUReaderWrite(handle, source, view.nbytes)
-        finally:
-            self._leave()
+        count = self._call(_lib.ZUReaderWrite, source, view.nbytes)
         if count < 0:
             raise _errors.last_error()
         return count
@@ -116,6 +108,14 @@ class ReaderFile(io.RawIOBase):
         elif handle:
             _lib.ZUReaderDestroy(handle)
         super().close()
+
+    def _call(self, function, *arguments):
+        """function(handle, *arguments), with the reader kept from being freed under it."""
+        handle = self._enter()
+        try:
+            return function(handle, *arguments)
+        finally:
+            self._leave()
 
     def _enter(self):
         with self._guard:
