@@ -30,8 +30,7 @@ double SecondsSince(int64_t nStartCounter)
 }  // namespace
 
 CBufferedInternetReader::CBufferedInternetReader(const ZUCHAR* pszURL)
-    : m_strURL(pszURL ? reinterpret_cast<const char16_t*>(pszURL) : u""),
-      m_pRanges(std::make_unique<CDownloadRanges>())
+    : m_strURL(pszURL ? reinterpret_cast<const char16_t*>(pszURL) : u"")
 {
     m_nTimeout = kDefaultTimeoutMs;
 }
@@ -70,9 +69,8 @@ void CBufferedInternetReader::Close()
     CFunctionLog log(LOG_READER, u"BufferedInternetReader::Close");
     StopThread();
     m_Cache.Close();
-    m_pRanges = std::make_unique<CDownloadRanges>();
+    m_Ranges.Clear();
     m_nActiveRange = -1;
-    m_nReadRange = -1;
     m_nTotalLength = -1;
     SetReadPosition(0);
     m_bOpen = 0;
@@ -90,11 +88,11 @@ try {
     m_pThread = std::move(pThread);
     // The first download learns the resource's size, which the cache file takes at once. Without
     // a cache file the reader serves nothing, and no download is begun.
-    if (!m_Cache.IsOpen() && (m_pRanges->Count() > 0 || !m_Cache.Create(m_pThread->ReportedLength())))
+    if (!m_Cache.IsOpen() && (m_Ranges.Count() > 0 || !m_Cache.Create(m_pThread->ReportedLength())))
         return true;
-    m_nActiveRange = m_pRanges->Add(nStart);
+    m_nActiveRange = m_Ranges.Add(nStart);
     const CDownloadThread::CShared shared{m_Cache, m_nReadPosition, m_nAwaitedEnd, m_bWriteFailed};
-    if (!m_pThread->Begin(shared, m_nActiveRange, m_pRanges->EndOf(m_nActiveRange)))
+    if (!m_pThread->Begin(shared, m_nActiveRange, m_Ranges.EndOf(m_nActiveRange)))
         return false;
     log.Log(u"Download thread %d starting. Start %I64d end %I64d", m_nActiveRange, nStart, m_pThread->RangeEnd());
     return true;
@@ -125,7 +123,7 @@ int32_t CBufferedInternetReader::LiveRange() const
 
 int64_t CBufferedInternetReader::ActiveEnd() const
 {
-    return m_nActiveRange >= 0 ? m_pRanges->End(m_nActiveRange) : -1;
+    return m_nActiveRange >= 0 ? m_Ranges.End(m_nActiveRange) : -1;
 }
 
 void CBufferedInternetReader::SetReadPosition(int64_t nPosition)
@@ -136,14 +134,13 @@ void CBufferedInternetReader::SetReadPosition(int64_t nPosition)
 int64_t CBufferedInternetReader::ReachFrom(int64_t nPosition, int64_t nEnd)
 {
     const int32_t nLive = LiveRange();
-    int32_t nRange = m_pRanges->FindCovering(nPosition, nLive);
-    m_nReadRange = nRange;
+    int32_t nRange = m_Ranges.FindCovering(nPosition, nLive);
     int64_t nReached = nPosition;
     while (nRange >= 0) {
-        nReached = std::max(nReached, m_pRanges->End(nRange));
+        nReached = std::max(nReached, m_Ranges.End(nRange));
         if (nReached >= nEnd || nRange == nLive)
             break;
-        nRange = m_pRanges->FindCovering(nReached, nLive);
+        nRange = m_Ranges.FindCovering(nReached, nLive);
     }
     return nReached;
 }
@@ -151,10 +148,10 @@ int64_t CBufferedInternetReader::ReachFrom(int64_t nPosition, int64_t nEnd)
 int64_t CBufferedInternetReader::GapEndBefore(int64_t nEnd, int64_t nReached) const
 {
     while (nEnd > nReached) {
-        const int32_t nRange = m_pRanges->FindReaching(nEnd);
+        const int32_t nRange = m_Ranges.FindReaching(nEnd);
         if (nRange < 0)
             break;
-        nEnd = m_pRanges->Start(nRange);
+        nEnd = m_Ranges.Start(nRange);
     }
     return nEnd;
 }
@@ -164,7 +161,7 @@ bool CBufferedInternetReader::IsOnItsWay(int64_t nGapStart, int64_t nGapEnd) con
 {
     if (!IsThreadRunning() || m_pThread->RangeEnd() < nGapEnd)
         return false;
-    const int64_t nStart = m_pRanges->Start(m_nActiveRange);
+    const int64_t nStart = m_Ranges.Start(m_nActiveRange);
     const int64_t nEnd = ActiveEnd();
     if (nStart <= nGapStart && nGapStart <= nEnd)
         return true;
@@ -173,7 +170,7 @@ bool CBufferedInternetReader::IsOnItsWay(int64_t nGapStart, int64_t nGapEnd) con
 
 int64_t CBufferedInternetReader::LimitFrom(int64_t nFrom, bool bStrictlyAbove) const
 {
-    const int64_t nNext = m_pRanges->NextStart(nFrom, bStrictlyAbove);
+    const int64_t nNext = m_Ranges.NextStart(nFrom, bStrictlyAbove);
     if (nNext < 0)
         return m_nTotalLength;
     return std::min(nNext, m_nTotalLength);
@@ -186,7 +183,7 @@ bool CBufferedInternetReader::RestartForGap(int64_t nGapStart, int64_t nGapEnd)
     if (IsThreadRunning()) {
         // A download within a few bytes of its range's end finishes it before it stops.
         StopThread();
-        const int64_t nStart = m_pRanges->Start(m_nActiveRange);
+        const int64_t nStart = m_Ranges.Start(m_nActiveRange);
         const int64_t nEnd = ActiveEnd();
         if (nStart <= nGapStart && nGapStart < nEnd)
             nGapStart = nEnd;
@@ -220,22 +217,26 @@ try {
     if (!m_bOpen)
         return 0;
     const int64_t nPosition = m_nReadPosition.load(std::memory_order_relaxed);
-    int64_t nEnd = nPosition + nCount;
-    if (m_nTotalLength >= 0)
-        nEnd = std::min(nEnd, std::max(nPosition, m_nTotalLength));
+    int64_t nEnd = WithinLength(nPosition, nPosition + nCount);
     const int64_t nReached = ReachFrom(nPosition, nEnd);
     if (nReached < nEnd) {
         const int64_t nGapEnd = GapEndBefore(nEnd, nReached);
         if (nReached < nGapEnd && !FetchGap(nReached, nGapEnd))
             return kFailedRead;
-        if (m_nTotalLength >= 0)
-            nEnd = std::min(nEnd, std::max(nPosition, m_nTotalLength));
+        // Fetching may have found where a resource without a length ends.
+        nEnd = WithinLength(nPosition, nEnd);
     }
     const uint32_t nRead = m_Cache.Read(nPosition, pBuffer, static_cast<uint32_t>(nEnd - nPosition));
     SetReadPosition(nPosition + nRead);
     return nRead;
 } catch (const std::exception&) {
     return kFailedRead;
+}
+
+// A read ends at the resource's end, once that is known.
+int64_t CBufferedInternetReader::WithinLength(int64_t nPosition, int64_t nEnd) const
+{
+    return m_nTotalLength >= 0 ? std::min(nEnd, std::max(nPosition, m_nTotalLength)) : nEnd;
 }
 
 // Brings the missing bytes from nGapStart to nGapEnd into the cache, waiting for them.
@@ -278,7 +279,7 @@ try {
     if (nOrigin != ZU_SEEK_BEGIN || !m_bOpen || nOffset < 0)
         return -1;
     // The end itself is a place to be, though no byte is there to fetch.
-    if (m_pRanges->FindCovering(nOffset, LiveRange()) >= 0 || nOffset == m_nTotalLength) {
+    if (m_Ranges.FindCovering(nOffset, LiveRange()) >= 0 || nOffset == m_nTotalLength) {
         SetReadPosition(nOffset);
         return nOffset;
     }
@@ -292,13 +293,12 @@ try {
         return nOffset;
     }
     const int64_t nLimit = LimitFrom(nOffset, true);
-    const int64_t nJoin = m_pRanges->LastEndUpTo(nOffset);
+    const int64_t nJoin = m_Ranges.LastEndUpTo(nOffset);
     const bool bJoin = nJoin >= 0 && nJoin < nOffset && nOffset - nJoin < kSeekJoinGap;
     if (!RunBackgroundReader(bJoin ? nJoin : nOffset, nLimit))
         return -1;
     if (bJoin)
         WaitForActiveEnd(nOffset, kShortWaitMs, kPollMs);
-    m_nReadRange = m_nActiveRange;
     SetReadPosition(nOffset);
     return nOffset;
 } catch (const std::exception&) {
@@ -343,8 +343,8 @@ ZUBOOL CBufferedInternetReader::IsReadOnly()
 std::u16string CBufferedInternetReader::RangesText() const
 {
     std::u16string text;
-    for (int32_t i = 0; i < m_pRanges->Count(); ++i)
-        text += Format(i == 0 ? u"%I64d-%I64d" : u",%I64d-%I64d", m_pRanges->Start(i), m_pRanges->End(i));
+    for (int32_t i = 0; i < m_Ranges.Count(); ++i)
+        text += Format(i == 0 ? u"%I64d-%I64d" : u",%I64d-%I64d", m_Ranges.Start(i), m_Ranges.End(i));
     return text;
 }
 

@@ -73,6 +73,7 @@ private:
     // Polls until the active range reaches nTarget, its download ends, or nMilliseconds pass.
     bool WaitForActiveEnd(int64_t nTarget, uint32_t nMilliseconds, uint32_t nPollMs);
     void StopThread();
+    int64_t WithinLength(int64_t nPosition, int64_t nEnd) const;
     bool FetchGap(int64_t nGapStart, int64_t nGapEnd);
     bool LearnedEnd(int64_t nGapStart);
     void KeepFailure(const CDownloadThread& thread);
@@ -81,9 +82,8 @@ private:
 
     const std::u16string m_strURL;
     CCacheFile m_Cache;
-    std::unique_ptr<CDownloadRanges> m_pRanges;
+    CDownloadRanges m_Ranges;
     int32_t m_nActiveRange = -1;
-    int32_t m_nReadRange = -1;
     std::atomic<int64_t> m_nReadPosition{0};
     std::atomic<int64_t> m_nAwaitedEnd{-1};
     std::atomic<bool> m_bWriteFailed{false};

@@ -13,6 +13,8 @@ class CDownloadRanges {
 public:
     // Adds the empty range (nStart, nStart); answers its index.
     int32_t Add(int64_t nStart);
+    // Only while no download runs: a download thread holds the end of its range.
+    void Clear() { m_Ranges.clear(); }
     int32_t Count() const { return static_cast<int32_t>(m_Ranges.size()); }
     int64_t Start(int32_t nIndex) const { return m_Ranges[nIndex].nStart; }
     int64_t End(int32_t nIndex) const { return m_Ranges[nIndex].nEnd.load(std::memory_order_acquire); }

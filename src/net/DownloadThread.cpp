@@ -35,22 +35,23 @@ CDownloadThread::CDownloadThread(const std::u16string& url,
 {
     SetStopPollInterval(1);
     auto pSource = std::make_unique<CInternetReader>(reinterpret_cast<const ZUCHAR*>(url.c_str()));
+    const auto setOption = [&pSource](const std::u16string& key, const std::u16string& value) {
+        pSource->SetOption(reinterpret_cast<const ZUCHAR*>(key.c_str()), reinterpret_cast<const ZUCHAR*>(value.c_str()));
+    };
     pSource->SetTimeout(nTimeout);
     // A range is placed by its offset: a stream begun anew would land at the wrong one.
     pSource->SetLiveReconnect(false);
     // A dropped connection is taken up again where it broke unless the caller said otherwise.
-    pSource->SetOption(reinterpret_cast<const ZUCHAR*>(u"RECONNECT"), reinterpret_cast<const ZUCHAR*>(u"1"));
+    setOption(u"RECONNECT", u"1");
     for (const auto& [key, value] : options) {
         if (!IsRangeOwnOption(key))
-            pSource->SetOption(reinterpret_cast<const ZUCHAR*>(key.c_str()), reinterpret_cast<const ZUCHAR*>(value.c_str()));
+            setOption(key, value);
     }
     if (nStart > 0)
-        pSource->SetOption(reinterpret_cast<const ZUCHAR*>(u"RANGE_START"),
-                           reinterpret_cast<const ZUCHAR*>(Decimal(nStart).c_str()));
+        setOption(u"RANGE_START", Decimal(nStart));
     // The range header names its last byte, so the server sends the byte at nEnd as well.
     if (nEnd > nStart)
-        pSource->SetOption(reinterpret_cast<const ZUCHAR*>(u"RANGE_FINISH"),
-                           reinterpret_cast<const ZUCHAR*>(Decimal(nEnd).c_str()));
+        setOption(u"RANGE_FINISH", Decimal(nEnd));
     m_pSource = std::move(pSource);
     m_bSourceOpen = m_pSource->Open() != 0;
     if (!m_bSourceOpen)
