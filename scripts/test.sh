@@ -18,6 +18,8 @@ for flavour in "${flavours[@]}"; do
   [ "$flavour" = tsan ] && filter="${ZU_TSAN_FILTER:-*Thread*:*Concurren*:*Buffer*:*Circl*}"
   # A race stops the run where it is found, with both stacks of a lock-order report.
   [ "$flavour" = tsan ] && export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1 second_deadlock_stack=1}"
+  # A test whose memory runs away is stopped with a report instead of taking the machine down.
+  [ "$flavour" = asan ] && export ASAN_OPTIONS="${ASAN_OPTIONS:-hard_rss_limit_mb=6144}"
   # An empty GTEST_FILTER would select no test at all.
   if [ -n "$filter" ]; then export GTEST_FILTER="$filter"; else unset GTEST_FILTER; fi
   ctest --test-dir "$root/out/${ZU_OUT_PREFIX:-}$flavour" --output-on-failure --timeout 900

@@ -166,7 +166,10 @@ std::string Utf8(const std::u16string& text)
 std::string ReadUpTo(VReader& reader, uint32_t nCount)
 {
     std::string bytes(nCount, '\0');
-    bytes.resize(reader.Read(bytes.data(), nCount));
+    const uint32_t nRead = reader.Read(bytes.data(), nCount);
+    if (nRead > nCount)
+        return "(read failed)";
+    bytes.resize(nRead);
     return bytes;
 }
 

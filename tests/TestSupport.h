@@ -90,7 +90,8 @@ struct CReaderDelete {
 };
 using CReaderPtr = std::unique_ptr<VReader, CReaderDelete>;
 
-// One Read of up to nCount bytes, as text of the length delivered.
+// One Read of up to nCount bytes, as text of the length delivered; a failed read (all bits set,
+// or any count beyond nCount) gives "(read failed)".
 std::string ReadUpTo(VReader& reader, uint32_t nCount);
 
 // GetInfo's answer as text, with the system string freed.

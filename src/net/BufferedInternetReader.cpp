@@ -243,12 +243,16 @@ int64_t CBufferedInternetReader::WithinLength(int64_t nPosition, int64_t nEnd) c
 bool CBufferedInternetReader::FetchGap(int64_t nGapStart, int64_t nGapEnd)
 {
     CFunctionLog log(LOG_READER, u"BufferedInternetReader::Read");
+    // Published before a download starts: its first chunk may already be judged against it.
+    m_nAwaitedEnd.store(nGapEnd, std::memory_order_release);
+    const struct CNoLongerAwaited {
+        std::atomic<int64_t>& awaitedEnd;
+        ~CNoLongerAwaited() { awaitedEnd.store(-1, std::memory_order_release); }
+    } noLongerAwaited{m_nAwaitedEnd};
     if (!IsOnItsWay(nGapStart, nGapEnd) && !RestartForGap(nGapStart, nGapEnd))
         return LearnedEnd(nGapStart);
     const int64_t nWaitStart = PerformanceCounter();
-    m_nAwaitedEnd.store(nGapEnd, std::memory_order_release);
     const bool bArrived = WaitForActiveEnd(nGapEnd, kReadWaitMs, kPollMs);
-    m_nAwaitedEnd.store(-1, std::memory_order_release);
     log.Log(u"waited %f sec", SecondsSince(nWaitStart));
     if (m_bWriteFailed.load(std::memory_order_acquire))
         m_FailureInfo[u"StatusText"] = u"The cache file could not be written: the disk may be full.";
@@ -295,11 +299,16 @@ try {
     const int64_t nLimit = LimitFrom(nOffset, true);
     const int64_t nJoin = m_Ranges.LastEndUpTo(nOffset);
     const bool bJoin = nJoin >= 0 && nJoin < nOffset && nOffset - nJoin < kSeekJoinGap;
-    if (!RunBackgroundReader(bJoin ? nJoin : nOffset, nLimit))
+    // The new download counts its read-ahead from the new position, from its first chunk on;
+    // judged against the old one it could stop for good at once.
+    const int64_t nPrevious = GetPosition();
+    SetReadPosition(nOffset);
+    if (!RunBackgroundReader(bJoin ? nJoin : nOffset, nLimit)) {
+        SetReadPosition(nPrevious);
         return -1;
+    }
     if (bJoin)
         WaitForActiveEnd(nOffset, kShortWaitMs, kPollMs);
-    SetReadPosition(nOffset);
     return nOffset;
 } catch (const std::exception&) {
     return -1;

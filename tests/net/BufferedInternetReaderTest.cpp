@@ -84,6 +84,24 @@ std::vector<std::string> RequestLines(const std::string& tag, size_t nCount)
     return LogLinesWith("NGINX_ACCESS_LOG", tag, 300, nCount + 1);
 }
 
+// The latest lines the library logged in some categories, for a failure's message.
+class CLogTail {
+public:
+    explicit CLogTail(uint32_t nCategories) : m_nListener(zu::CLog::Get()->AddListener(nCategories)) {}
+    ~CLogTail() { zu::CLog::Get()->RemoveListener(m_nListener); }
+    std::string Text(size_t nLines = 400)
+    {
+        std::vector<std::u16string> lines = zu::CLog::Get()->DrainListener(m_nListener);
+        std::string text;
+        for (size_t i = lines.size() > nLines ? lines.size() - nLines : 0; i < lines.size(); ++i)
+            text += Utf8(lines[i]) + "\n";
+        return text;
+    }
+
+private:
+    const int m_nListener;
+};
+
 }  // namespace
 
 TEST_F(BufferedInternetReaderTest, NearSeeksWaitFarSeeksStartADownloadSmallGapsJoinAndCachedReadsCostNothing)
@@ -131,6 +149,29 @@ TEST_F(BufferedInternetReaderTest, NearSeeksWaitFarSeeksStartADownloadSmallGapsJ
     EXPECT_EQ("bytes=" + std::to_string(nFirstEnd) + "-" + std::to_string(nFar), AccessLogField(lines[2], "range"));
 }
 
+// A seek just past the end of a range far from the last read joins that range. The download it
+// starts must count its read-ahead from the new place, not stop at its first chunk for being far
+// ahead of the old one (which cost a second request, or under Wine failed the read).
+TEST_F(BufferedInternetReaderTest, AJoiningSeekFarFromTheLastReadNeedsOneDownload)
+{
+    ZU_REQUIRE_SERVERS();
+    const std::string tag = UniqueTag("farjoin");
+    const std::string& file = ServedFile("seek.bin");
+    CReaderPtr reader = Seekable(ServerUrl("NGINX_HTTP", "/slow/seek.bin?" + tag));
+    ASSERT_TRUE(reader && reader->Open()) << Utf8(Info(*reader, u"StatusText"));
+    EXPECT_EQ(file.substr(40 * MiB, 4096), ReadAt(*reader, 40 * MiB, 4096));
+    EXPECT_EQ(file.substr(MiB, 4096), ReadAt(*reader, MiB, 4096));
+    CRanges ranges = Ranges(*reader);
+    ASSERT_EQ(3u, ranges.size()) << Utf8(Info(*reader, u"Ranges"));
+    const int64_t nFarEnd = ranges[1].second;
+    EXPECT_EQ(file.substr(nFarEnd + 8 * KiB, 64 * KiB), ReadAt(*reader, nFarEnd + 8 * KiB, 64 * KiB));
+    ranges = Ranges(*reader);
+    ASSERT_EQ(4u, ranges.size()) << Utf8(Info(*reader, u"Ranges"));
+    EXPECT_EQ(nFarEnd, ranges[3].first);
+    reader->Close();
+    EXPECT_EQ(4u, RequestLines(tag, 4).size());
+}
+
 TEST_F(BufferedInternetReaderTest, RandomSeeksAndReadsAgreeWithTheFile)
 {
     ZU_REQUIRE_SERVERS();
@@ -138,8 +179,12 @@ TEST_F(BufferedInternetReaderTest, RandomSeeksAndReadsAgreeWithTheFile)
     const int64_t nTotal = static_cast<int64_t>(file.size());
     CReaderPtr reader = Seekable(ServerUrl("NGINX_HTTP", "/seek.bin?" + UniqueTag("random")));
     ASSERT_TRUE(reader && reader->Open()) << Utf8(Info(*reader, u"StatusText"));
+    CLogTail log(zu::LOG_READER);
     std::mt19937_64 random(20261124);
-    for (int nStep = 0; nStep < 1000; ++nStep) {
+    // Wine's Internet library reads the rest of a dropped download's body before it closes it,
+    // which makes each far seek cost seconds there: fewer steps keep that run short.
+    const int nSteps = RunningUnderWine() ? 300 : 1000;
+    for (int nStep = 0; nStep < nSteps; ++nStep) {
         // Mostly anywhere, sometimes just past the last read, now and then the very end.
         const int nKind = static_cast<int>(random() % 10);
         const int64_t nPosition = nKind == 0   ? nTotal - static_cast<int64_t>(random() % 1000)
@@ -147,8 +192,13 @@ TEST_F(BufferedInternetReaderTest, RandomSeeksAndReadsAgreeWithTheFile)
                                                : static_cast<int64_t>(random() % nTotal);
         const uint32_t nCount = 1 + static_cast<uint32_t>(random() % (256 * KiB));
         const size_t nExpected = static_cast<size_t>(std::min<int64_t>(nCount, nTotal - nPosition));
-        ASSERT_EQ(file.substr(nPosition, nExpected), ReadAt(*reader, nPosition, nCount))
-            << "step " << nStep << ": " << nCount << " bytes at " << nPosition;
+        const std::string bytes = ReadAt(*reader, nPosition, nCount);
+        // Not ASSERT_EQ: a mismatch would print both quarter-megabyte texts.
+        ASSERT_TRUE(bytes == file.substr(nPosition, nExpected))
+            << "step " << nStep << ": " << nCount << " bytes at " << nPosition << " gave "
+            << (bytes.size() < 100 ? bytes : std::to_string(bytes.size()) + " bytes") << "; "
+            << Utf8(Info(*reader, u"StatusText")) << "; ranges " << Utf8(Info(*reader, u"Ranges")) << "\n"
+            << log.Text();
     }
 }
 
