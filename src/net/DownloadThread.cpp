@@ -72,6 +72,13 @@ std::u16string CDownloadThread::SourceInfo(const char16_t* pszName) const
 
 CDownloadThread::~CDownloadThread()
 {
+    if (m_pRangeEnd && IsRunning()) {
+        SetStopRequest(1);
+        // A chunk under way could take the whole time-out on a slow server, and everything it
+        // brings would be thrown away: the transfer is cut instead, unless the range is all but done.
+        if (m_nEnd < 0 || m_nEnd - m_pRangeEnd->load(std::memory_order_acquire) >= kCancelGrace)
+            m_pSource->CancelTransfer();
+    }
     Stop(-1);
 }
 
@@ -138,10 +145,11 @@ bool CDownloadThread::KeepGoingAfter(int64_t nPosition) const
 }
 
 // Where a resource of unknown length ends shows only here (a body without a length ends when
-// the server closes); a range of known length ending short is a broken transfer, not the end.
+// the server closes); a range of known length ending short is a broken transfer, not the end,
+// and so is a transfer cut on purpose.
 void CDownloadThread::NoteDataEnd(int64_t nPosition)
 {
-    if (m_nReportedLength < 0)
+    if (m_nReportedLength < 0 && !m_pSource->IsTransferCancelled())
         m_nDataEnd.store(nPosition, std::memory_order_release);
 }
 

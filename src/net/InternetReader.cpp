@@ -284,6 +284,12 @@ void CInternetReader::Close()
         log.Log(u"InternetCloseHandle on m_hInternet returns error %u", InternetLastError());
 }
 
+void CInternetReader::CancelTransfer()
+{
+    m_bCancelled.store(true, std::memory_order_release);
+    m_hRequest.Close();
+}
+
 bool CInternetReader::CloseConnectionHandles()
 {
     CFunctionLog log(LOG_READER, u"CInternetReader::CloseConnectionHandles");
@@ -715,12 +721,14 @@ bool CInternetReader::Reconnect()
     const int64_t nLength = m_nLength;
     const uint32_t nStart = TickCount();
     uint32_t nWait = kFirstReconnectWaitMs;
-    for (int nTry = 1; nTry <= kReconnectTries; ++nTry) {
+    for (int nTry = 1; nTry <= kReconnectTries && !IsTransferCancelled(); ++nTry) {
         if (TickCount() - nStart + nWait > m_nTimeout)
             break;
         SleepMilliseconds(nWait);
         nWait = std::min(nWait * 2, kLastReconnectWaitMs);
         m_hRequest.Close();
+        if (IsTransferCancelled())
+            break;
         if (!RequestAgain(nPosition)) {
             // A server that answered, other than with a passing trouble of its own, will answer
             // the same again (a whole body for a range, say).
@@ -729,6 +737,9 @@ bool CInternetReader::Reconnect()
                 break;
             continue;
         }
+        // A cancel that came while the new request was made must not leave it running.
+        if (IsTransferCancelled())
+            break;
         if (!bResume) {
             log.Log(u"Reconnected after %u ms (try %d); what the server sent meanwhile is lost", TickCount() - nStart,
                     nTry);

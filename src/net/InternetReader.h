@@ -47,6 +47,10 @@ public:
     // asking again and going on from what the server sends then. Without live streams, only the
     // first: a caller that places the bytes by their offset must never get a stream begun anew.
     void SetLiveReconnect(bool bLive) { m_bLiveReconnect = bLive; }
+    // From another thread while a read may run: ends the transfer under way at once (the read
+    // returns what it has, or fails) and takes nothing up again. Close still follows as usual.
+    void CancelTransfer();
+    bool IsTransferCancelled() const { return m_bCancelled.load(std::memory_order_acquire); }
 
     static constexpr int kReconnectTries = 5;
     static constexpr uint32_t kFirstReconnectWaitMs = 100;
@@ -157,6 +161,7 @@ private:
     std::atomic<uint32_t> m_nFailureError{0};  // the error that ended the worker's request
     bool m_bReconnect = false;
     bool m_bLiveReconnect = true;
+    std::atomic<bool> m_bCancelled{false};
     // Body bytes the connections before the current one delivered (after a resumed transfer).
     int64_t m_nBodyBase = 0;
     // Where in the body the worker's next request starts (a resumed transfer); -1: where planned.
