@@ -1,7 +1,7 @@
-// The plain C interface (zureader/zureader.h) over the readers the C++ factories make. Every call
+// The plain C interface (zureader/zureader_c.h) over the readers the C++ factories make. Every call
 // clears the thread's last error first and catches what the C++ side may throw, so that a C host
 // sees only results and ZUReaderGetLastError.
-#include <zureader/zureader.h>
+#include <zureader/zureader_c.h>
 
 #include <zureader/TextConversion.h>
 #include <zureader/ZUReader.h>

@@ -1,6 +1,6 @@
 #include "api/LastError.h"
 
-#include <zureader/zureader.h>
+#include <zureader/zureader_c.h>
 
 #include <utility>
 

@@ -7,7 +7,7 @@
 #include "platform/Internet.h"
 
 #include <zureader/TextConversion.h>
-#include <zureader/zureader.h>
+#include <zureader/zureader_c.h>
 
 #include <cstdlib>
 #include <utility>

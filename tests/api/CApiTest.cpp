@@ -3,7 +3,7 @@
 #include "dvd/RipperSupport.h"
 
 #include <zureader/TextConversion.h>
-#include <zureader/zureader.h>
+#include <zureader/zureader_c.h>
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-/* A C99 host of the library: it includes zureader/zureader.h and nothing else of the library, and
+/* A C99 host of the library: it includes zureader/zureader_c.h and nothing else of the library, and
    checks what a C program relies on. It reads a local file and the same file served over HTTP
    (both whole and from the middle), tells a missing resource by its kind and status, and plays an
    Internet-radio stream until it has a title.
    Usage: c99_host FILE SIZE URL MISSING_URL RADIO_URL      (exit status 0 when every check holds) */
-#include <zureader/zureader.h>
+#include <zureader/zureader_c.h>
 
 #include <stdio.h>
 #include <stdlib.h>

@@ -67,11 +67,24 @@ def check_cycles(graph, faults):
             visit(node, [node])
 
 
+def check_case_clashes(root, faults):
+    """Paths that differ only in case are one file on a case-blind file system (Windows')."""
+    seen = {}
+    for folder in ("include", "src"):
+        for directory, _, files in os.walk(os.path.join(root, folder)):
+            for name in files:
+                path = os.path.relpath(os.path.join(directory, name), root)
+                other = seen.setdefault(path.lower(), path)
+                if other != path:
+                    faults.append(f"{path} and {other} differ only in case")
+
+
 def main():
     root = sys.argv[1]
     faults = []
     check_hosts(root, faults)
     check_cycles(check_layers(root, faults), faults)
+    check_case_clashes(root, faults)
     for fault in faults:
         print(fault)
     print(f"{len(faults)} include faults")

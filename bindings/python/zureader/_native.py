@@ -1,4 +1,4 @@
-"""The library's plain C interface (zureader/zureader.h) through ctypes.
+"""The library's plain C interface (zureader/zureader_c.h) through ctypes.
 
 The library is the one named by the environment variable ZUREADER_LIBRARY, otherwise the
 installed one as the system's loader finds it."""
