@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <sstream>
 #include <unordered_map>
 #include <utility>
@@ -142,11 +143,15 @@ TEST_F(BufferedInternetReaderTest, NearSeeksWaitFarSeeksStartADownloadSmallGapsJ
     EXPECT_EQ(3u, Ranges(*reader).size()) << Utf8(Info(*reader, u"Ranges"));
     reader->Close();
 
-    const std::vector<std::string> lines = RequestLines(tag, 3);
-    ASSERT_EQ(3u, lines.size());
-    EXPECT_EQ("-", AccessLogField(lines[0], "range")) << "nginx writes an absent header as -";
-    EXPECT_EQ("bytes=" + std::to_string(nFar) + "-" + std::to_string(nTotal), AccessLogField(lines[1], "range"));
-    EXPECT_EQ("bytes=" + std::to_string(nFirstEnd) + "-" + std::to_string(nFar), AccessLogField(lines[2], "range"));
+    // nginx logs a request when its connection lets it go, so a cut download may come later.
+    std::multiset<std::string> asked;
+    for (const std::string& line : RequestLines(tag, 3))
+        asked.insert(AccessLogField(line, "range"));
+    const std::multiset<std::string> expected{
+        "-",  // nginx writes an absent header as -
+        "bytes=" + std::to_string(nFar) + "-" + std::to_string(nTotal),
+        "bytes=" + std::to_string(nFirstEnd) + "-" + std::to_string(nFar)};
+    EXPECT_EQ(expected, asked);
 }
 
 // A seek just past the end of a range far from the last read joins that range. The download it
