@@ -6,6 +6,7 @@
 #include <zureader/CirclingReader.h>
 #include <zureader/DVDReader.h>
 #include <zureader/Reader.h>
+#include <zureader/SplitterReader.h>
 
 extern "C" {
 
@@ -60,6 +61,14 @@ ZUREADER_API VReader* GetCirclingReader(VReader* pInner);
 // buffered bytes without touching pChild, and can strip Internet-radio metadata out of the stream
 // while it keeps the station's title. Null only when memory is exhausted.
 ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
+
+// A reader (type 13, VSplitterReader) of a recording kept in chunk files of nChunkSize bytes beside
+// the header file at pszPath: Create starts a new recording there (an existing one is replaced
+// chunk by chunk as the new one grows), Open reads one, also while another instance, in this
+// process or another, writes it. A reading instance looks at the header again at most every
+// nRefreshInterval milliseconds (0xFFFFFFFF: before every read and length). Null only when memory
+// is exhausted.
+ZUREADER_API VReader* GetSplitterReader(const ZUCHAR* pszPath, int64_t nChunkSize, uint32_t nRefreshInterval);
 
 // A reader (type 12, VDVDReader) of one title of a DVD-Video folder, from a rip description: the
 // text ZUDescribeDVD answers, with the title ("SelectedForRip") and audio stream

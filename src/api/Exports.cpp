@@ -5,6 +5,7 @@
 
 #include "buffering/BufferedReader.h"
 #include "buffering/CirclingReader.h"
+#include "buffering/SplitterReader.h"
 #include "core/LocalReader.h"
 #include "core/MemoryReader.h"
 #include "core/TruncatingReader.h"
@@ -172,4 +173,11 @@ try {
     return zu::host::CHostCallbacks::Install(pCallbacks) ? 1 : 0;
 } catch (const std::exception&) {
     return 0;
+}
+
+VReader* GetSplitterReader(const ZUCHAR* pszPath, int64_t nChunkSize, uint32_t nRefreshInterval)
+try {
+    return new (std::nothrow) CSplitterReader(pszPath, nChunkSize, nRefreshInterval);
+} catch (const std::exception&) {
+    return nullptr;
 }
