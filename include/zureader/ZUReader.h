@@ -70,6 +70,21 @@ ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
 // is exhausted.
 ZUREADER_API VReader* GetSplitterReader(const ZUCHAR* pszPath, int64_t nChunkSize, uint32_t nRefreshInterval);
 
+// A view of the file at pszPath that one writer and any number of readers in this process share
+// through one memory cache of nCapacity bytes: all views of one path, made by this call, use the
+// same cache. The newest bytes written stay in the cache; a worker writes the oldest nBlockSize
+// bytes to the file whenever the cache is within one block of full, and a writer waits while it
+// is full. Readers are served from the file and the cache together, so a reader right behind the
+// writer reads bytes not yet in the file. A write anywhere but at the cache's end writes the whole
+// cache first. The last view to go writes what the cache holds and closes the file.
+// With bWritable the first view makes the file anew (through pSinkWriter, when given, which is
+// then where the cache's blocks go); pFileReader, when given, reads the file in place of a reader
+// of the path, and replaces the shared one when a view is added without bWritable. Both are
+// taken over, also when the cache exists already and has no use for them. Open, Create and Close
+// do nothing; a seek never fails. Null only when memory is exhausted.
+ZUREADER_API VReader* GetSharedBufferingReader(const ZUCHAR* pszPath, ZUBOOL bWritable, uint32_t nCapacity,
+                                               uint32_t nBlockSize, VReader* pFileReader, VReader* pSinkWriter);
+
 // A reader (type 12, VDVDReader) of one title of a DVD-Video folder, from a rip description: the
 // text ZUDescribeDVD answers, with the title ("SelectedForRip") and audio stream
 // ("SelectedAudioStream") changed as the host wishes. Nothing is read until Open, which fails when

@@ -1,0 +1,176 @@
+#include "buffering/SharedBufferingReaderHelper.h"
+
+#include <zureader/ZUReader.h>
+
+#include "core/FunctionLog.h"
+#include "platform/System.h"
+
+#include <algorithm>
+#include <vector>
+
+using namespace zu;
+
+namespace {
+
+constexpr uint32_t kWorkerPollMilliseconds = 50;
+constexpr uint32_t kWriterWaitMilliseconds = 10;
+// WaitForStopOrExit's answer when the stop event fired.
+constexpr uint32_t kStopSignalled = 0;
+
+std::unique_ptr<VReader> ReaderFor(const std::u16string& path)
+{
+    return std::unique_ptr<VReader>(GetGenericReader(reinterpret_cast<const ZUCHAR*>(path.c_str())));
+}
+
+}  // namespace
+
+CSharedBufferingReaderHelper::CSharedBufferingReaderHelper(const std::u16string& path, bool bWritable, uint32_t nCapacity,
+                                                           uint32_t nBlockSize, VReader* pFile, VReader* pSink)
+    : m_Cache(nCapacity, false, false),
+      m_Path(path),
+      m_pSink(pSink),
+      m_pFile(pFile),
+      m_nBlockSize(std::max<uint32_t>(nBlockSize, 1))
+{
+    if (!m_pSink && bWritable) {
+        m_pSink = ReaderFor(path);
+        if (m_pSink)
+            m_pSink->Create();
+    }
+    if (!m_pFile) {
+        m_pFile = ReaderFor(path);
+        if (m_pFile)
+            m_pFile->Open();
+    }
+}
+
+CSharedBufferingReaderHelper::~CSharedBufferingReaderHelper()
+{
+    FlushAll(-1);
+    if (m_pSink)
+        m_pSink->Close();
+    if (m_pFile)
+        m_pFile->Close();
+}
+
+uint32_t CSharedBufferingReaderHelper::CacheUsed()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    return m_Cache.GetUsed();
+}
+
+void CSharedBufferingReaderHelper::WriteOldest(uint32_t nCount, unsigned char* pScratch)
+{
+    int64_t nBase;
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_Lock);
+        nCount = m_Cache.Peek(pScratch, nCount, 0);
+        nBase = m_nBase;
+    }
+    if (m_pSink && nCount > 0) {
+        m_pSink->SetPosition(nBase, ZU_SEEK_BEGIN);
+        m_pSink->Write(pScratch, nCount);
+    }
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_Cache.Skip(nCount);
+    m_nBase += nCount;
+}
+
+int32_t CSharedBufferingReaderHelper::Thread()
+{
+    CFunctionLog log(LOG_READER, u"CSharedBufferingReaderHelper::Thread");
+    std::vector<unsigned char> block(m_nBlockSize);
+    while (!IsStopRequested()) {
+        // Only a cache within one block of full is written out.
+        if (m_Cache.GetCapacity() - CacheUsed() > m_nBlockSize) {
+            if (WaitForStopOrExit(kWorkerPollMilliseconds) == kStopSignalled)
+                return 1;
+            continue;
+        }
+        WriteOldest(std::min(m_nBlockSize, CacheUsed()), block.data());
+    }
+    return 1;
+}
+
+void CSharedBufferingReaderHelper::FlushAll(int64_t nNewBase)
+{
+    Stop(-1);
+    const uint32_t nHeld = CacheUsed();
+    std::vector<unsigned char> all(nHeld);
+    const int64_t nOldBase = m_nBase;
+    WriteOldest(nHeld, all.data());
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_nBase = nNewBase == -1 ? nOldBase + nHeld : nNewBase;
+}
+
+void CSharedBufferingReaderHelper::WriteAt(int64_t nPosition, const void* pBuffer, uint32_t nCount)
+{
+    bool bContiguous;
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_Lock);
+        bContiguous = nPosition == m_nBase + m_Cache.GetUsed();
+    }
+    if (!bContiguous)
+        FlushAll(nPosition);
+    const auto* pBytes = static_cast<const unsigned char*>(pBuffer);
+    uint32_t nDone = 0;
+    for (;;) {
+        {
+            std::lock_guard<std::recursive_mutex> lock(m_Lock);
+            nDone += m_Cache.Write(pBytes + nDone, nCount - nDone);
+        }
+        Start(-1, 0);
+        if (nDone >= nCount || !m_Cache.HasMemory())
+            return;
+        platform::SleepMilliseconds(kWriterWaitMilliseconds);
+    }
+}
+
+uint32_t CSharedBufferingReaderHelper::ReadFromFile(int64_t nPosition, unsigned char* pBuffer, uint32_t nCount)
+{
+    if (!m_pFile || nCount == 0 || m_pFile->SetPosition(nPosition, ZU_SEEK_BEGIN) != nPosition)
+        return 0;
+    return m_pFile->Read(pBuffer, nCount);
+}
+
+uint32_t CSharedBufferingReaderHelper::ReadAt(int64_t nPosition, void* pBuffer, uint32_t nCount)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    auto* pBytes = static_cast<unsigned char*>(pBuffer);
+    uint32_t nRead = 0;
+    if (nPosition < m_nBase) {
+        const uint32_t nWanted = static_cast<uint32_t>(std::min<int64_t>(m_nBase - nPosition, nCount));
+        nRead = ReadFromFile(nPosition, pBytes, nWanted);
+        if (nRead < nWanted)
+            return nRead;
+    }
+    const int64_t nOffset = std::max<int64_t>(nPosition - m_nBase, 0);
+    const int64_t nHeld = m_Cache.GetUsed();
+    const int64_t nFromCache = std::max<int64_t>(std::min<int64_t>(nHeld - nOffset, nCount - nRead), 0);
+    if (nFromCache > 0)
+        nRead += m_Cache.Peek(pBytes + nRead, static_cast<uint32_t>(nFromCache), static_cast<uint32_t>(nOffset));
+    if (nRead < nCount && m_pFile && m_pFile->GetLength() > nPosition)
+        nRead += ReadFromFile(nPosition + nRead, pBytes + nRead, nCount - nRead);
+    return nRead;
+}
+
+int64_t CSharedBufferingReaderHelper::GetLength()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    const int64_t nFile = m_pFile ? m_pFile->GetLength() : -1;
+    return std::max<int64_t>(nFile, m_nBase + m_Cache.GetUsed());
+}
+
+ZUBOOL CSharedBufferingReaderHelper::SetEndOfFile()
+{
+    if (!m_pSink)
+        return 0;
+    FlushAll(-1);
+    return m_pSink->SetEndOfFile();
+}
+
+void CSharedBufferingReaderHelper::ReplaceFileReader(VReader* pFile)
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    m_pFile.reset(pFile);
+}
