@@ -38,4 +38,9 @@ public:
     virtual void SetTemporaryNames(ZUBOOL bTemporary) = 0;
     // On: Close deletes every full chunk that is not kept (the last, partial chunk stays).
     virtual void SetDeleteAllOnClose(ZUBOOL bDelete) = 0;
+    // 1 while a writer has the recording open, in this process or another (this instance, when it
+    // writes); a writer that died no longer counts. 0 for a recording on a server. Once it answers
+    // 0, GetLength answers the recording's final length: a follower reads until this is 0 and then
+    // the position has reached the length.
+    virtual ZUBOOL IsBeingWritten() = 0;
 };

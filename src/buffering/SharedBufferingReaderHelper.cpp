@@ -95,9 +95,14 @@ int32_t CSharedBufferingReaderHelper::Thread()
 void CSharedBufferingReaderHelper::FlushAll(int64_t nNewBase)
 {
     Stop(-1);
-    const uint32_t nHeld = CacheUsed();
+    uint32_t nHeld;
+    int64_t nOldBase;
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_Lock);
+        nHeld = m_Cache.GetUsed();
+        nOldBase = m_nBase;
+    }
     std::vector<unsigned char> all(nHeld);
-    const int64_t nOldBase = m_nBase;
     WriteOldest(nHeld, all.data());
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_nBase = nNewBase == -1 ? nOldBase + nHeld : nNewBase;

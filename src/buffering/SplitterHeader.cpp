@@ -2,6 +2,8 @@
 
 #include <zureader/ZUReader.h>
 
+#include "platform/File.h"
+
 #include <cstring>
 #include <memory>
 
@@ -13,6 +15,8 @@ constexpr uint32_t kHeaderSize = 24;
 constexpr uint32_t kRecordSize = 16;
 // How long an open waits for another program's sharing to allow it.
 constexpr uint32_t kOpenWaitMilliseconds = 500;
+// The writer's mark lies past the header, where no reader's record lock reaches.
+constexpr int64_t kWriterMarkOffset = 64;
 
 void PutLittleEndian(unsigned char* p, uint64_t nValue, int nBytes)
 {
@@ -38,7 +42,8 @@ void PutRecord(unsigned char* p, int64_t nLength, int64_t nChunkSize)
 
 bool CSplitterHeader::Create(int64_t nLength, int64_t nChunkSize)
 {
-    if (m_bUrl || !m_File.Open(m_Path, true, true, kOpenWaitMilliseconds))
+    if (m_bUrl || !zu::platform::CreateFolders(zu::platform::FolderOf(m_Path)) ||
+        !m_File.Open(m_Path, true, true, kOpenWaitMilliseconds))
         return false;
     unsigned char header[kHeaderSize];
     std::memcpy(header, kMagic, sizeof(kMagic));
@@ -46,7 +51,12 @@ bool CSplitterHeader::Create(int64_t nLength, int64_t nChunkSize)
     PutRecord(header + 8, nLength, nChunkSize);
     m_nRecordOffset = 8;
     m_Suffix = u".cnk";
-    return m_File.WriteRecord(0, header, kHeaderSize);
+    return m_File.HoldMark(kWriterMarkOffset) && m_File.WriteRecord(0, header, kHeaderSize);
+}
+
+bool CSplitterHeader::IsWriterPresent()
+{
+    return !m_bUrl && m_File.IsMarkedByAnother(kWriterMarkOffset);
 }
 
 bool CSplitterHeader::WriteRecord(int64_t nLength, int64_t nChunkSize)

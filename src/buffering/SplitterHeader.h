@@ -14,13 +14,17 @@ class CSplitterHeader {
 public:
     CSplitterHeader(const std::u16string& path, bool bUrl) : m_Path(path), m_bUrl(bUrl) {}
 
-    // Makes the file anew as version 2 with the given numbers.
+    // Makes the file anew as version 2 with the given numbers; fails, leaving the file as it is,
+    // while another writer holds it.
     bool Create(int64_t nLength, int64_t nChunkSize);
     // Reads the numbers, learning the version (and so the chunk names' suffix) again.
     bool Read(int64_t& nLength, int64_t& nChunkSize);
     // Writes the numbers where the record of the header as last created or read sits.
     bool WriteRecord(int64_t nLength, int64_t nChunkSize);
     void Close() { m_File.Close(); }
+    // Whether a writer holds the header open, here or in another process: the writer marks it at
+    // Create, and the mark goes with its handle, however the writer ends. Always false for a URL.
+    bool IsWriterPresent();
 
     // ".cnk" for version 2, empty for version 1 and headerless files.
     const std::u16string& GetSuffix() const { return m_Suffix; }

@@ -55,6 +55,7 @@ ZUBOOL CSplitterReader::Create()
     m_KeptRanges.clear();
     if (!m_Header.Create(m_nTotalLength, m_nChunkSize)) {
         log.Log(u"Creating %s failed (%d)", m_Path, platform::LastError());
+        m_Header.Close();
         m_bWrite = false;
         return 0;
     }
@@ -344,6 +345,19 @@ void CSplitterReader::SetDeleteAllOnClose(ZUBOOL bDelete)
 {
     std::lock_guard<std::recursive_mutex> lock(m_Lock);
     m_bDeleteAllOnClose = bDelete != 0;
+}
+
+ZUBOOL CSplitterReader::IsBeingWritten()
+{
+    std::lock_guard<std::recursive_mutex> lock(m_Lock);
+    if (!m_bOpen)
+        return 0;
+    if (m_bWrite || m_Header.IsWriterPresent())
+        return 1;
+    // The writer is gone, so the header holds its last word: whatever the refresh interval, the
+    // length a follower asks for next is the final one.
+    RefreshHeader(true);
+    return 0;
 }
 
 bool CSplitterReader::IsKept(int64_t nIndex) const

@@ -37,6 +37,7 @@ public:
     ZUBOOL KeepRangeUpTo(int64_t nPosition) override;
     void SetTemporaryNames(ZUBOOL bTemporary) override;
     void SetDeleteAllOnClose(ZUBOOL bDelete) override;
+    ZUBOOL IsBeingWritten() override;
 
 private:
     bool RefreshHeader(bool bForced);

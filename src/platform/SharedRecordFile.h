@@ -18,7 +18,8 @@ public:
     CSharedRecordFile(const CSharedRecordFile&) = delete;
     CSharedRecordFile& operator=(const CSharedRecordFile&) = delete;
 
-    // bWrite opens for reading and writing, and with bCreate makes the file anew (empty). An open
+    // bWrite opens for reading and writing, and with bCreate makes the file when it does not exist
+    // (an existing one keeps its bytes until they are written over). An open
     // that another program's sharing refuses is tried again for up to nWaitMilliseconds.
     bool Open(const std::u16string& path, bool bWrite, bool bCreate, uint32_t nWaitMilliseconds);
     void Close();
@@ -27,6 +28,12 @@ public:
     // The whole count at nOffset, or false.
     bool ReadRecord(int64_t nOffset, void* pBuffer, uint32_t nCount);
     bool WriteRecord(int64_t nOffset, const void* pBuffer, uint32_t nCount);
+
+    // A mark on the byte at nOffset (which may lie past the file's end) that this handle holds
+    // until it closes, also when its process dies; another handle, in this process or another,
+    // can tell that somebody holds it. A writer marks the file as in use this way.
+    bool HoldMark(int64_t nOffset);
+    bool IsMarkedByAnother(int64_t nOffset);
 
 private:
     intptr_t m_hFile = -1;

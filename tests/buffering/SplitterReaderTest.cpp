@@ -278,6 +278,10 @@ TEST_F(SplitterReaderTest, FollowerSeesEveryByteInOrderAndNewBytesWithinASecond)
     });
     auto pReader = MakeSplitter(Header(), 1, 100);
     ASSERT_EQ(pReader->Open(), 1);
+    EXPECT_EQ(pReader->IsBeingWritten(), 1);
+    // A second writer would spoil the first one's recording: it is refused, and changes nothing.
+    auto pSecond = MakeSplitter(Header(), 10);
+    EXPECT_EQ(pSecond->Create(), 0);
     std::string got;
     std::vector<steady_clock::time_point> seen(kPieces);
     const auto deadline = steady_clock::now() + std::chrono::seconds(15);
@@ -299,7 +303,29 @@ TEST_F(SplitterReaderTest, FollowerSeesEveryByteInOrderAndNewBytesWithinASecond)
     RecordProperty("worst_follow_latency_ms", static_cast<int>(nWorst));
     EXPECT_LE(nWorst, 1100);
     EXPECT_TRUE(bDone);
+    EXPECT_EQ(pReader->IsBeingWritten(), 0);
     EXPECT_EQ(pReader->Read(&got[0], 1), 0u) << "the end of a closed recording";
+}
+
+// The header is looked at again only after the refresh interval, except once the writer is gone:
+// then its last word counts at once.
+TEST_F(SplitterReaderTest, LengthFollowsTheHeaderByTheIntervalAndIsFinalOnceTheWriterIsGone)
+{
+    auto pWriter = MakeSplitter(Header(), 4);
+    ASSERT_EQ(pWriter->Create(), 1);
+    ASSERT_EQ(pWriter->Write("12345", 5), 5u);
+    auto pReader = MakeSplitter(Header(), 4, 60000);
+    ASSERT_EQ(pReader->Open(), 1);
+    EXPECT_EQ(pReader->GetLength(), 5);
+    ASSERT_EQ(pWriter->Write("67890", 5), 5u);
+    EXPECT_EQ(pReader->GetLength(), 5) << "within the interval the header is not read again";
+    EXPECT_EQ(ReadAll(*pReader), "12345") << "nor read past what it announced";
+    EXPECT_EQ(pReader->IsBeingWritten(), 1);
+    EXPECT_EQ(pWriter->IsBeingWritten(), 1);
+    pWriter->Close();
+    EXPECT_EQ(pReader->IsBeingWritten(), 0);
+    EXPECT_EQ(pReader->GetLength(), 10);
+    EXPECT_EQ(ReadAll(*pReader), "67890");
 }
 
 TEST_F(SplitterReaderTest, ChunkNamesFollowThePathOrTheUrlPath)

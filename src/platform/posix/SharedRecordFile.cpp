@@ -60,7 +60,7 @@ bool CSharedRecordFile::Open(const std::u16string& path, bool bWrite, bool bCrea
     Close();
     int flags = O_CLOEXEC | (bWrite ? O_RDWR : O_RDONLY);
     if (bWrite && bCreate)
-        flags |= O_CREAT | O_TRUNC;
+        flags |= O_CREAT;
     const int fd = ::open(Utf8FromUtf16(path).c_str(), flags, 0666);
     if (fd < 0)
         return false;
@@ -91,6 +91,26 @@ bool CSharedRecordFile::WriteRecord(int64_t nOffset, const void* pBuffer, uint32
         return false;
     CRangeLock lock(fd, F_WRLCK, nOffset, nCount);
     return lock.Locked() && ::pwrite(fd, pBuffer, nCount, nOffset) == static_cast<ssize_t>(nCount);
+}
+
+bool CSharedRecordFile::HoldMark(int64_t nOffset)
+{
+    struct flock range = {};
+    range.l_type = F_WRLCK;
+    range.l_whence = SEEK_SET;
+    range.l_start = nOffset;
+    range.l_len = 1;
+    return m_hFile != -1 && fcntl(static_cast<int>(m_hFile), F_OFD_SETLK, &range) == 0;
+}
+
+bool CSharedRecordFile::IsMarkedByAnother(int64_t nOffset)
+{
+    struct flock range = {};
+    range.l_type = F_RDLCK;
+    range.l_whence = SEEK_SET;
+    range.l_start = nOffset;
+    range.l_len = 1;
+    return m_hFile != -1 && fcntl(static_cast<int>(m_hFile), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
 }
 
 }  // namespace zu::platform

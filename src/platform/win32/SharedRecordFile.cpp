@@ -61,7 +61,7 @@ bool CSharedRecordFile::Open(const std::u16string& path, bool bWrite, bool bCrea
 {
     Close();
     const DWORD access = GENERIC_READ | (bWrite ? GENERIC_WRITE : 0);
-    const DWORD disposition = bWrite && bCreate ? CREATE_ALWAYS : OPEN_EXISTING;
+    const DWORD disposition = bWrite && bCreate ? OPEN_ALWAYS : OPEN_EXISTING;
     const DWORD start = GetTickCount();
     for (;;) {
         HANDLE h = CreateFileW(Wide(path), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -100,6 +100,26 @@ bool CSharedRecordFile::WriteRecord(int64_t nOffset, const void* pBuffer, uint32
     OVERLAPPED at = At(nOffset);
     DWORD nWritten = 0;
     return lock.Locked() && WriteFile(Native(m_hFile), pBuffer, nCount, &nWritten, &at) && nWritten == nCount;
+}
+
+bool CSharedRecordFile::HoldMark(int64_t nOffset)
+{
+    OVERLAPPED at = At(nOffset);
+    return m_hFile != -1 &&
+           LockFileEx(Native(m_hFile), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &at) != FALSE;
+}
+
+// Windows has no question for "is this locked": a shared lock that cannot be had answers it.
+bool CSharedRecordFile::IsMarkedByAnother(int64_t nOffset)
+{
+    if (m_hFile == -1)
+        return false;
+    OVERLAPPED at = At(nOffset);
+    if (!LockFileEx(Native(m_hFile), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &at))
+        return true;
+    OVERLAPPED again = At(nOffset);
+    UnlockFileEx(Native(m_hFile), 0, 1, 0, &again);
+    return false;
 }
 
 }  // namespace zu::platform
