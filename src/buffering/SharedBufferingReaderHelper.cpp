@@ -3,9 +3,9 @@
 #include <zureader/ZUReader.h>
 
 #include "core/FunctionLog.h"
-#include "platform/System.h"
 
 #include <algorithm>
+#include <chrono>
 #include <vector>
 
 using namespace zu;
@@ -14,8 +14,6 @@ namespace {
 
 constexpr uint32_t kWorkerPollMilliseconds = 50;
 constexpr uint32_t kWriterWaitMilliseconds = 10;
-// WaitForStopOrExit's answer when the stop event fired.
-constexpr uint32_t kStopSignalled = 0;
 
 std::unique_ptr<VReader> ReaderFor(const std::u16string& path)
 {
@@ -76,18 +74,26 @@ void CSharedBufferingReaderHelper::WriteOldest(uint32_t nCount, unsigned char* p
     m_nBase += nCount;
 }
 
+bool CSharedBufferingReaderHelper::IsWithinABlockOfFull()
+{
+    return m_Cache.GetFree() + 1 <= m_nBlockSize;
+}
+
+// Only a cache within one block of full is written out, a block at a time.
 int32_t CSharedBufferingReaderHelper::Thread()
 {
     CFunctionLog log(LOG_READER, u"CSharedBufferingReaderHelper::Thread");
     std::vector<unsigned char> block(m_nBlockSize);
     while (!IsStopRequested()) {
-        // Only a cache within one block of full is written out.
-        if (m_Cache.GetCapacity() - CacheUsed() > m_nBlockSize) {
-            if (WaitForStopOrExit(kWorkerPollMilliseconds) == kStopSignalled)
-                return 1;
-            continue;
+        {
+            std::unique_lock<std::recursive_mutex> lock(m_Lock);
+            if (!IsWithinABlockOfFull()) {
+                m_Changed.wait_for(lock, std::chrono::milliseconds(kWorkerPollMilliseconds));
+                continue;
+            }
         }
         WriteOldest(std::min(m_nBlockSize, CacheUsed()), block.data());
+        m_Changed.notify_all();
     }
     return 1;
 }
@@ -120,14 +126,21 @@ void CSharedBufferingReaderHelper::WriteAt(int64_t nPosition, const void* pBuffe
     const auto* pBytes = static_cast<const unsigned char*>(pBuffer);
     uint32_t nDone = 0;
     for (;;) {
+        bool bBlockReady;
         {
             std::lock_guard<std::recursive_mutex> lock(m_Lock);
             nDone += m_Cache.Write(pBytes + nDone, nCount - nDone);
+            bBlockReady = IsWithinABlockOfFull();
         }
         Start(-1, 0);
+        if (bBlockReady)
+            m_Changed.notify_all();
         if (nDone >= nCount || !m_Cache.HasMemory())
             return;
-        platform::SleepMilliseconds(kWriterWaitMilliseconds);
+        // The cache is full: wait for the worker to take a block out.
+        std::unique_lock<std::recursive_mutex> lock(m_Lock);
+        m_Changed.wait_for(lock, std::chrono::milliseconds(kWriterWaitMilliseconds),
+                           [this] { return m_Cache.GetFree() > 0; });
     }
 }
 

@@ -10,6 +10,7 @@
 #include "core/Thread.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,8 +48,13 @@ private:
     void WriteOldest(uint32_t nCount, unsigned char* pScratch);
     uint32_t ReadFromFile(int64_t nPosition, unsigned char* pBuffer, uint32_t nCount);
     uint32_t CacheUsed();
+    // Under the lock: the worker has a block to write.
+    bool IsWithinABlockOfFull();
 
     std::recursive_mutex m_Lock;  // guards the cache, the base offset and the file reader
+    // Wakes the worker when the cache has a block for it, and a waiting writer when a block has
+    // left; both still look again after their poll intervals.
+    std::condition_variable_any m_Changed;
     int64_t m_nBase = 0;          // file position of the oldest cached byte
     CCircleBuffer m_Cache;
     std::u16string m_Path;
