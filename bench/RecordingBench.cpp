@@ -35,19 +35,25 @@ double Seconds(Clock::time_point start)
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
+// Creates, writes nMiB MiB of zeros in 1 MiB pieces and closes.
+double WriterMiBs(VReader& writer, size_t nMiB)
+{
+    std::vector<char> buffer(kMiB, 0);
+    const auto start = Clock::now();
+    writer.Create();
+    for (size_t i = 0; i < nMiB; ++i)
+        writer.Write(buffer.data(), kMiB);
+    writer.Close();
+    return nMiB / Seconds(start);
+}
+
 double SplitterMiBs(const std::string& folder, size_t nMiB)
 {
     const std::u16string header = zureader::Utf16FromUtf8(folder + "/rec.ts");
     std::unique_ptr<VReader> pWriter(GetSplitterReader(Z(header), kChunkSize, 0));
-    std::vector<char> buffer(kMiB, 0);
-    const auto start = Clock::now();
-    pWriter->Create();
-    for (size_t i = 0; i < nMiB; ++i)
-        pWriter->Write(buffer.data(), kMiB);
-    pWriter->Close();
-    const double seconds = Seconds(start);
+    const double nMiBs = WriterMiBs(*pWriter, nMiB);
     std::system(("rm -f '" + folder + "'/rec*").c_str());
-    return nMiB / seconds;
+    return nMiBs;
 }
 
 double DdMiBs(const std::string& folder, size_t nMiB)
@@ -100,15 +106,9 @@ double LocalWriterMiBs(const std::string& folder, size_t nMiB)
 {
     const std::u16string path = zureader::Utf16FromUtf8(folder + "/local.bin");
     std::unique_ptr<VReader> pWriter(GetLocalReader(Z(path)));
-    std::vector<char> buffer(kMiB, 1);
-    const auto start = Clock::now();
-    pWriter->Create();
-    for (size_t i = 0; i < nMiB; ++i)
-        pWriter->Write(buffer.data(), kMiB);
-    pWriter->Close();
-    const double seconds = Seconds(start);
+    const double nMiBs = WriterMiBs(*pWriter, nMiB);
     unlink((folder + "/local.bin").c_str());
-    return nMiB / seconds;
+    return nMiBs;
 }
 
 }  // namespace

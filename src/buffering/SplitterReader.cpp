@@ -60,10 +60,7 @@ ZUBOOL CSplitterReader::Create()
         return 0;
     }
     m_HeaderTimer.Restart();
-    m_nCurrentChunk = -1;
-    m_nChunkOffset = 0;
-    m_bOpen = 1;
-    return 1;
+    return StartAtTheBeginning();
 }
 
 ZUBOOL CSplitterReader::Open()
@@ -77,6 +74,11 @@ ZUBOOL CSplitterReader::Open()
         m_Header.Close();
         return 0;
     }
+    return StartAtTheBeginning();
+}
+
+ZUBOOL CSplitterReader::StartAtTheBeginning()
+{
     m_nCurrentChunk = -1;
     m_nChunkOffset = 0;
     m_bOpen = 1;

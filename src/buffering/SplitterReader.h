@@ -40,6 +40,8 @@ public:
     ZUBOOL IsBeingWritten() override;
 
 private:
+    // Open, with no chunk open yet.
+    ZUBOOL StartAtTheBeginning();
     bool RefreshHeader(bool bForced);
     void WriteRecord();
     // nIndex -1: the chunk after the current one.

@@ -61,41 +61,44 @@ if [ -z "$emulator" ]; then
       sleep 0.02
     done
   }
+  # Starts a writer recording the trickle into $1 in chunks of $2 bytes; sets writer and feeder.
+  record_trickle() {
+    mkfifo "$scratch/pipe"
+    trickle "$scratch/in.bin" > "$scratch/pipe" &
+    feeder=$!
+    "$cli" record "$scratch/pipe" "$1" --chunk-size "$2" &
+    writer=$!
+  }
+  stop_trickle() {
+    kill "$feeder" 2> /dev/null
+    wait "$feeder" 2> /dev/null
+    feeder=""
+    rm -f "$scratch/pipe"
+  }
 
   # Writer and follower: the follower's bytes are the source's, and it ends by itself.
-  mkfifo "$scratch/pipe"
-  trickle "$scratch/in.bin" > "$scratch/pipe" &
-  feeder=$!
-  "$cli" record "$scratch/pipe" "$scratch/live/show.ts" --chunk-size 400000 &
-  writer=$!
+  record_trickle "$scratch/live/show.ts" 400000
   wait_for_header "$scratch/live/show.ts"
   timeout 60 "$cli" cat "$scratch/live/show.ts" --follow -o "$scratch/followed.bin"
   check "cat --follow ends once the writer has closed" test "$?" -eq 0
   wait "$writer"
   check "cat --follow copies every byte while the recording grows" cmp -s "$scratch/in.bin" "$scratch/followed.bin"
-  wait "$feeder" 2> /dev/null
-  feeder=""
-  rm -f "$scratch/pipe"
+  stop_trickle
 
   # The writer killed at 20 random moments: every announced byte is there, and nothing else.
   killed_ok=0
   for round in $(seq 20); do
     rm -rf "$scratch/kill"
-    mkfifo "$scratch/pipe"
-    trickle "$scratch/in.bin" > "$scratch/pipe" &
-    feeder=$!
-    "$cli" record "$scratch/pipe" "$scratch/kill/show.ts" --chunk-size 150000 &
-    writer=$!
-    sleep "0.$(printf '%03d' $((RANDOM % 600 + 50)))"
+    record_trickle "$scratch/kill/show.ts" 150000
+    sleep "0.$(printf "%03d" $((RANDOM % 600 + 150)))"
     if ! kill -9 "$writer" 2> /dev/null; then
       echo "round $round: the writer ended before it was killed" >&2
       wait "$writer"
+      stop_trickle
       continue
     fi
     wait "$writer" 2> /dev/null
-    kill "$feeder" 2> /dev/null; wait "$feeder" 2> /dev/null
-    feeder=""
-    rm -f "$scratch/pipe"
+    stop_trickle
     if [ "$(stat -c %s "$scratch/kill/show.ts" 2> /dev/null || echo 0)" -lt 24 ]; then
       # Nothing was announced, so nothing can be lost.
       echo "round $round: killed before the header was written"

@@ -7,6 +7,7 @@
 #include "ReaderSetup.h"
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 

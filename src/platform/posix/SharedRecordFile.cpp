@@ -11,13 +11,19 @@ namespace {
 
 // Locks of the open file description, not of the process: two handles in one process exclude
 // each other as handles in two processes do, and closing one handle leaves the other's locks.
-bool LockRange(int fd, short type, int64_t nOffset, uint32_t nCount)
+struct flock Range(short type, int64_t nOffset, uint32_t nCount)
 {
     struct flock range = {};
     range.l_type = type;
     range.l_whence = SEEK_SET;
     range.l_start = nOffset;
     range.l_len = nCount;
+    return range;
+}
+
+bool LockRange(int fd, short type, int64_t nOffset, uint32_t nCount)
+{
+    struct flock range = Range(type, nOffset, nCount);
     while (fcntl(fd, F_OFD_SETLKW, &range) != 0)
         if (errno != EINTR)
             return false;
@@ -95,21 +101,13 @@ bool CSharedRecordFile::WriteRecord(int64_t nOffset, const void* pBuffer, uint32
 
 bool CSharedRecordFile::HoldMark(int64_t nOffset)
 {
-    struct flock range = {};
-    range.l_type = F_WRLCK;
-    range.l_whence = SEEK_SET;
-    range.l_start = nOffset;
-    range.l_len = 1;
+    struct flock range = Range(F_WRLCK, nOffset, 1);
     return m_hFile != -1 && fcntl(static_cast<int>(m_hFile), F_OFD_SETLK, &range) == 0;
 }
 
 bool CSharedRecordFile::IsMarkedByAnother(int64_t nOffset)
 {
-    struct flock range = {};
-    range.l_type = F_RDLCK;
-    range.l_whence = SEEK_SET;
-    range.l_start = nOffset;
-    range.l_len = 1;
+    struct flock range = Range(F_RDLCK, nOffset, 1);
     return m_hFile != -1 && fcntl(static_cast<int>(m_hFile), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
 }
 

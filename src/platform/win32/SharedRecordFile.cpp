@@ -1,5 +1,6 @@
 #include "platform/SharedRecordFile.h"
 
+#include "platform/win32/FileOffset.h"
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
@@ -13,14 +14,6 @@ constexpr DWORD kRetryMilliseconds = 10;
 HANDLE Native(intptr_t h)
 {
     return reinterpret_cast<HANDLE>(h);
-}
-
-OVERLAPPED At(int64_t nOffset)
-{
-    OVERLAPPED at = {};
-    at.Offset = static_cast<DWORD>(nOffset & 0xFFFFFFFF);
-    at.OffsetHigh = static_cast<DWORD>(static_cast<uint64_t>(nOffset) >> 32);
-    return at;
 }
 
 // Holds a byte-range lock for its lifetime; reads and writes of locked bytes by other handles fail
