@@ -150,15 +150,31 @@ bool StartLoop(VReader& reader, VCirclingReader& loop)
     return true;
 }
 
-// After a read that found nothing new: true when the recording may still grow (its writer is at
-// work, or has announced bytes not read yet) and the user has not interrupted, after a short wait.
-bool WaitForMore(VSplitterReader& recording, const CInterruptWatch& interrupt)
-{
-    if (interrupt.IsInterrupted() || (!recording.IsBeingWritten() && recording.GetPosition() >= recording.GetLength()))
-        return false;
-    std::this_thread::sleep_for(kFollowWait);
-    return !interrupt.IsInterrupted();
-}
+// Follows a recording as it grows.
+class CFollower {
+public:
+    CFollower(VSplitterReader& recording, const CInterruptWatch& interrupt) : m_Recording(recording), m_Interrupt(interrupt) {}
+
+    // After a read that found nothing new: true, after a short wait, while the recording may still
+    // grow and the user has not interrupted. Once the writer is gone, its last announcement is
+    // read at once; a read that still finds nothing then is the end (a rolling recording may have
+    // deleted the rest before it could be read).
+    bool WaitForMore()
+    {
+        if (m_Interrupt.IsInterrupted() || m_bWriterGone)
+            return false;
+        m_bWriterGone = !m_Recording.IsBeingWritten();
+        if (m_bWriterGone)
+            return m_Recording.GetPosition() < m_Recording.GetLength();
+        std::this_thread::sleep_for(kFollowWait);
+        return !m_Interrupt.IsInterrupted();
+    }
+
+private:
+    VSplitterReader& m_Recording;
+    const CInterruptWatch& m_Interrupt;
+    bool m_bWriterGone = false;
+};
 
 }  // namespace
 
@@ -196,8 +212,11 @@ int RunCat(const CArguments& arguments)
                                   "--truncate; " + ToUtf8(location) + " is not one");
     // Only a follower waits for the user to end it; any other copy ends at the first interrupt.
     std::optional<CInterruptWatch> interrupt;
-    if (pFollow)
+    std::optional<CFollower> follower;
+    if (pFollow) {
         interrupt.emplace();
+        follower.emplace(*pFollow, *interrupt);
+    }
 
     COutputSink sink;
     if (!sink.Open(output))
@@ -212,7 +231,7 @@ int RunCat(const CArguments& arguments)
     std::vector<unsigned char> buffer(kChunk);
     while (nLeft > 0 && !(interrupt && interrupt->IsInterrupted())) {
         const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
-        if (nRead == 0 && pFollow && WaitForMore(*pFollow, *interrupt))
+        if (nRead == 0 && follower && follower->WaitForMore())
             continue;
         if (nRead == 0)
             break;
