@@ -6,6 +6,7 @@
 #include <zureader/CirclingReader.h>
 #include <zureader/DVDReader.h>
 #include <zureader/Reader.h>
+#include <zureader/SplitterReader.h>
 
 extern "C" {
 
@@ -60,6 +61,29 @@ ZUREADER_API VReader* GetCirclingReader(VReader* pInner);
 // buffered bytes without touching pChild, and can strip Internet-radio metadata out of the stream
 // while it keeps the station's title. Null only when memory is exhausted.
 ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
+
+// A reader (type 13, VSplitterReader) of a recording kept in chunk files of nChunkSize bytes beside
+// the header file at pszPath: Create starts a new recording there (an existing one is replaced
+// chunk by chunk as the new one grows), Open reads one, also while another instance, in this
+// process or another, writes it. A reading instance looks at the header again at most every
+// nRefreshInterval milliseconds (0xFFFFFFFF: before every read and length). Null only when memory
+// is exhausted.
+ZUREADER_API VReader* GetSplitterReader(const ZUCHAR* pszPath, int64_t nChunkSize, uint32_t nRefreshInterval);
+
+// A view of the file at pszPath that one writer and any number of readers in this process share
+// through one memory cache of nCapacity bytes: all views of one path, made by this call, use the
+// same cache. The newest bytes written stay in the cache; a worker writes the oldest nBlockSize
+// bytes to the file whenever the cache is within one block of full, and a writer waits while it
+// is full. Readers are served from the file and the cache together, so a reader right behind the
+// writer reads bytes not yet in the file. A write anywhere but at the cache's end writes the whole
+// cache first. The last view to go writes what the cache holds and closes the file.
+// With bWritable the first view makes the file anew (through pSinkWriter, when given, which is
+// then where the cache's blocks go); pFileReader, when given, reads the file in place of a reader
+// of the path, and replaces the shared one when a view is added without bWritable. Both are
+// taken over, also when the cache exists already and has no use for them. Open, Create and Close
+// do nothing; a seek never fails. Null only when memory is exhausted.
+ZUREADER_API VReader* GetSharedBufferingReader(const ZUCHAR* pszPath, ZUBOOL bWritable, uint32_t nCapacity,
+                                               uint32_t nBlockSize, VReader* pFileReader, VReader* pSinkWriter);
 
 // A reader (type 12, VDVDReader) of one title of a DVD-Video folder, from a rip description: the
 // text ZUDescribeDVD answers, with the title ("SelectedForRip") and audio stream

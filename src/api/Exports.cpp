@@ -5,6 +5,9 @@
 
 #include "buffering/BufferedReader.h"
 #include "buffering/CirclingReader.h"
+#include "buffering/SharedBufferingReader.h"
+#include "buffering/SharedBufferingRegistry.h"
+#include "buffering/SplitterReader.h"
 #include "core/LocalReader.h"
 #include "core/MemoryReader.h"
 #include "core/TruncatingReader.h"
@@ -172,4 +175,27 @@ try {
     return zu::host::CHostCallbacks::Install(pCallbacks) ? 1 : 0;
 } catch (const std::exception&) {
     return 0;
+}
+
+VReader* GetSplitterReader(const ZUCHAR* pszPath, int64_t nChunkSize, uint32_t nRefreshInterval)
+try {
+    return new (std::nothrow) CSplitterReader(pszPath, nChunkSize, nRefreshInterval);
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+VReader* GetSharedBufferingReader(const ZUCHAR* pszPath, ZUBOOL bWritable, uint32_t nCapacity, uint32_t nBlockSize,
+                                  VReader* pFileReader, VReader* pSinkWriter)
+{
+    const std::u16string path = pszPath ? reinterpret_cast<const char16_t*>(pszPath) : u"";
+    CSharedBufferingReaderHelper* pHelper = nullptr;
+    try {
+        pHelper = CSharedBufferingRegistry::Instance().Acquire(path, bWritable != 0, nCapacity, nBlockSize, pFileReader,
+                                                               pSinkWriter);
+        return new CSharedBufferingReader(pHelper);
+    } catch (const std::exception&) {
+        if (pHelper)
+            CSharedBufferingRegistry::Instance().Release(pHelper);
+        return nullptr;
+    }
 }

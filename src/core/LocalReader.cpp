@@ -48,7 +48,7 @@ try {
     if (m_bOpen)
         return 1;
     const bool bReadOnlyRequest = GetOptionFlag(u"READ_ONLY");
-    m_nShare = FILE_SHARE_READ_BIT | FILE_SHARE_WRITE_BIT;
+    m_nShare = FILE_SHARE_READ_BIT | FILE_SHARE_WRITE_BIT | FILE_SHARE_DELETE_BIT;
     m_nAccess = bReadOnlyRequest ? FILE_ACCESS_READ : FILE_ACCESS_READ | FILE_ACCESS_WRITE;
     // Old systems cached random reads of large media files badly unless told.
     if (OperatingSystemClass() <= kLastClassWithoutModernCache)

@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 #include "Commands.h"
 #include "Console.h"
+#include "InterruptWatch.h"
 #include "OutputSink.h"
 #include "Progress.h"
 #include "ReaderPtr.h"
@@ -8,7 +9,10 @@
 
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <optional>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -22,14 +26,17 @@ constexpr char16_t kTruncate[] = u"--truncate";
 constexpr char16_t kSeekable[] = u"--seekable";
 constexpr char16_t kOffset[] = u"--offset";
 constexpr char16_t kLength[] = u"--length";
+constexpr char16_t kFollow[] = u"--follow";
+// How often a follower looks for the recording's new bytes.
+constexpr auto kFollowWait = std::chrono::milliseconds(100);
 
 const char kCatHelp[] =
     "usage: zureader cat LOCATION [-o FILE] [--seekable] [--offset N] [--length N]\n"
-    "                    [--buffered] [--loop] [--truncate BYTES]\n"
+    "                    [--buffered] [--loop] [--truncate BYTES] [--follow]\n"
     "                    [--option KEY=VALUE]... [--timeout MS] [--data TEXT]\n"
     "\n"
     "Copies everything the library reads from LOCATION (a file name, or an http, https or ftp URL)\n"
-    "to standard output, or to FILE with -o. A progress bar is drawn on standard error when it is a\n"
+    "to standard output, or to FILE with -o. A recording (zureader record) is read as one stream. A progress bar is drawn on standard error when it is a\n"
     "terminal and the data goes elsewhere.\n"
     "\n"
     "  --seekable        read a URL through the buffered Internet reader, which downloads byte\n"
@@ -42,6 +49,9 @@ const char kCatHelp[] =
     "                    with --truncate, an interrupt (Ctrl-C) or by closing the output. LOCATION\n"
     "                    must have a known length (a live stream is refused)\n"
     "  --truncate BYTES  copy no more than BYTES bytes\n"
+    "  --follow          LOCATION is a recording (zureader record): go on reading it as it grows,\n"
+    "                    like tail -f, until its writer has closed it and every byte is copied,\n"
+    "                    or an interrupt (Ctrl-C)\n"
     "\n"
     "--option RECONNECT=1 takes a transfer that breaks off up again: the rest of a resource of\n"
     "known length is asked for with a Range, a live stream is asked for anew.\n"
@@ -140,12 +150,38 @@ bool StartLoop(VReader& reader, VCirclingReader& loop)
     return true;
 }
 
+// Follows a recording as it grows.
+class CFollower {
+public:
+    CFollower(VSplitterReader& recording, const CInterruptWatch& interrupt) : m_Recording(recording), m_Interrupt(interrupt) {}
+
+    // After a read that found nothing new: true, after a short wait, while the recording may still
+    // grow and the user has not interrupted. Once the writer is gone, its last announcement is
+    // read at once; a read that still finds nothing then is the end (a rolling recording may have
+    // deleted the rest before it could be read).
+    bool WaitForMore()
+    {
+        if (m_Interrupt.IsInterrupted() || m_bWriterGone)
+            return false;
+        m_bWriterGone = !m_Recording.IsBeingWritten();
+        if (m_bWriterGone)
+            return m_Recording.GetPosition() < m_Recording.GetLength();
+        std::this_thread::sleep_for(kFollowWait);
+        return !m_Interrupt.IsInterrupted();
+    }
+
+private:
+    VSplitterReader& m_Recording;
+    const CInterruptWatch& m_Interrupt;
+    bool m_bWriterGone = false;
+};
+
 }  // namespace
 
 int RunCat(const CArguments& arguments)
 {
     const CCommandLine line =
-        CReaderSetup::CommandLine(arguments, {u"-o", u"--output", kTruncate, kOffset, kLength}, {kBuffered, kLoop, kSeekable});
+        CReaderSetup::CommandLine(arguments, {u"-o", u"--output", kTruncate, kOffset, kLength}, {kBuffered, kLoop, kSeekable, kFollow});
     int nStatus = 0;
     CReaderSetup setup;
     if (!setup.Prepare(line, "cat", kCatHelp, nStatus))
@@ -170,6 +206,18 @@ int RunCat(const CArguments& arguments)
     if (decorators.pLoop && !StartLoop(*pReader, *decorators.pLoop))
         return Fail(EExit::FAILED, "cannot loop " + ToUtf8(location) + ": its length is unknown (a live stream?)");
 
+    VSplitterReader* pFollow = line.Has(kFollow) ? ZUReaderCast<VSplitterReader>(pReader.get()) : nullptr;
+    if (line.Has(kFollow) && !pFollow)
+        return Fail(EExit::USAGE, "--follow reads a recording (zureader record) without --buffered, --loop or "
+                                  "--truncate; " + ToUtf8(location) + " is not one");
+    // Only a follower waits for the user to end it; any other copy ends at the first interrupt.
+    std::optional<CInterruptWatch> interrupt;
+    std::optional<CFollower> follower;
+    if (pFollow) {
+        interrupt.emplace();
+        follower.emplace(*pFollow, *interrupt);
+    }
+
     COutputSink sink;
     if (!sink.Open(output))
         return Fail(EExit::WRITE_FAILED, "cannot create " + ToUtf8(output));
@@ -181,8 +229,10 @@ int RunCat(const CArguments& arguments)
     int64_t nLeft = decorators.Quota();
     int64_t nCopied = 0;
     std::vector<unsigned char> buffer(kChunk);
-    while (nLeft > 0) {
+    while (nLeft > 0 && !(interrupt && interrupt->IsInterrupted())) {
         const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
+        if (nRead == 0 && follower && follower->WaitForMore())
+            continue;
         if (nRead == 0)
             break;
         // The seekable reader answers all bits set when the bytes cannot be had.

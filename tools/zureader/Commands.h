@@ -13,6 +13,7 @@ int RunInfo(const CArguments& arguments);
 int RunDemo(const CArguments& arguments);
 int RunRadio(const CArguments& arguments);
 int RunDvd(const CArguments& arguments);
+int RunRecord(const CArguments& arguments);
 
 class CCommandLine;
 

@@ -18,13 +18,16 @@ const char kHelp[] =
     "      [--truncate BYTES]          over again, --truncate cut after BYTES bytes\n"
     "  radio URL [-o FILE]             play an Internet-radio stream: the audio to standard output\n"
     "      [--seconds N]               or FILE, each new title with its time; stop after N seconds\n"
+    "  record SOURCE PATH              record SOURCE into chunk files beside the header file PATH,\n"
+    "      [--chunk-size BYTES]        which cat reads, also while it grows (cat PATH --follow);\n"
+    "      [--keep BYTES] [--seconds N]  --keep deletes chunks older than BYTES as it goes\n"
     "  info LOCATION [--prop NAME]...  print a reader's type, length, flags and properties\n"
     "  dvd FOLDER [--description]      list a DVD-Video folder's titles, or print its rip description\n"
     "      [--title N] [--audio K]     with -o: write title N with audio stream K as an MPEG\n"
     "      [-o OUT.mpg]                program stream\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "\n"
-    "cat, radio and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
+    "cat, radio, record and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
     "zureader COMMAND --help tells more.\n"
     "\n"
     "exit status:\n"
@@ -67,6 +70,8 @@ int main(int argc, char** argv)
         return RunRadio(rest);
     if (arguments[1] == u"dvd")
         return RunDvd(rest);
+    if (arguments[1] == u"record")
+        return RunRecord(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
     return Fail(EExit::USAGE, "unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");

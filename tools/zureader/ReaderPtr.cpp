@@ -1,5 +1,7 @@
 #include "ReaderPtr.h"
 
+#include "Recording.h"
+
 namespace zucli {
 
 std::u16string TakeInfo(ZUBSTR bstr)
@@ -13,6 +15,8 @@ CReaderPtr MakeReader(const std::u16string& location, bool bSeekable)
 {
     // A file is seekable as it stands; a URL becomes so through the buffered Internet reader.
     const bool bUrl = location.find(u"://") != std::u16string::npos;
+    if (!bUrl && IsRecording(location))
+        return MakeRecordingReader(location);
     CReaderPtr pReader(bSeekable && bUrl ? GetBufferedInternetReader(Z(location)) : GetGenericReader(Z(location)));
     // The host only ever reads its sources; never ask for write access to a user's file.
     if (pReader && pReader->GetType() == ZU_READER_LOCAL)

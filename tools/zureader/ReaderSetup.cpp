@@ -90,7 +90,13 @@ bool CReaderSetup::Prepare(const CCommandLine& line, const char* pszCommand, con
                            const char* pszWord)
 {
     const std::string words = std::string("one ") + pszWord;
-    if (!PrepareCommand(line, pszCommand, words.c_str(), 1, (pszHelp + std::string(kSetupHelp)).c_str(), nStatus))
+    return Prepare(line, pszCommand, pszHelp, nStatus, 1, words.c_str());
+}
+
+bool CReaderSetup::Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus,
+                           size_t nPositional, const char* pszWords)
+{
+    if (!PrepareCommand(line, pszCommand, pszWords, nPositional, (pszHelp + std::string(kSetupHelp)).c_str(), nStatus))
         return false;
     if (Parse(line))
         return true;

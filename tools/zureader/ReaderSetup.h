@@ -32,6 +32,10 @@ public:
     // done already (help, or an error reported), with its exit status in nStatus.
     bool Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus,
                  const char* pszWord = "LOCATION");
+    // The same for a command of nPositional words, which pszWords names in messages ("a SOURCE and
+    // a PATH").
+    bool Prepare(const CCommandLine& line, const char* pszCommand, const char* pszHelp, int& nStatus,
+                 size_t nPositional, const char* pszWords);
 
     // Wraps the configured source in decorating readers before it opens; returns the outermost
     // reader, which owns the source, or null when one cannot be made.

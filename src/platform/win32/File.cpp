@@ -1,6 +1,7 @@
 #include "platform/File.h"
 
 #include "platform/win32/Handle.h"
+#include "platform/win32/FileOffset.h"
 #include "platform/win32/Wide.h"
 
 #include <windows.h>
@@ -12,14 +13,6 @@ namespace {
 HANDLE Native(intptr_t h)
 {
     return reinterpret_cast<HANDLE>(h);
-}
-
-OVERLAPPED At(int64_t nOffset)
-{
-    OVERLAPPED at = {};
-    at.Offset = static_cast<DWORD>(nOffset & 0xFFFFFFFF);
-    at.OffsetHigh = static_cast<DWORD>(static_cast<uint64_t>(nOffset) >> 32);
-    return at;
 }
 
 DWORD AccessRights(uint32_t access)
