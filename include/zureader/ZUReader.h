@@ -6,6 +6,7 @@
 #include <zureader/CirclingReader.h>
 #include <zureader/DVDReader.h>
 #include <zureader/Reader.h>
+#include <zureader/SocketReader.h>
 
 extern "C" {
 
@@ -60,6 +61,11 @@ ZUREADER_API VReader* GetCirclingReader(VReader* pInner);
 // buffered bytes without touching pChild, and can strip Internet-radio metadata out of the stream
 // while it keeps the station's title. Null only when memory is exhausted.
 ZUREADER_API VReader* GetBufferedReader(VReader* pChild);
+
+// A socket reader (VSocketReader): UDP (type 7) when bUDP is non-zero, TCP (type 6) otherwise. Its
+// IPv4 socket is made at once (IsOpen answers whether that worked), so it can be bound, connected
+// or set to listen before Open. Null only when memory is exhausted.
+ZUREADER_API VReader* GetSocketReader(ZUBOOL bUDP);
 
 // A reader (type 12, VDVDReader) of one title of a DVD-Video folder, from a rip description: the
 // text ZUDescribeDVD answers, with the title ("SelectedForRip") and audio stream
