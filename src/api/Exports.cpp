@@ -16,6 +16,7 @@
 #include "platform/SystemString.h"
 #include "net/BufferedInternetReader.h"
 #include "net/InternetReader.h"
+#include "net/MediaServerLocator.h"
 #include "net/TCPSocketReader.h"
 #include "net/UDPSocketReader.h"
 
@@ -79,6 +80,13 @@ try {
     url.SetScheme(u"http");
     const std::u16string rewritten = url.Rebuild();
     return GetInternetReader(reinterpret_cast<const ZUCHAR*>(rewritten.c_str()));
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+VMediaServerLocator* GetFindMediaServer()
+try {
+    return new (std::nothrow) CMediaServerLocator();
 } catch (const std::exception&) {
     return nullptr;
 }

@@ -12,6 +12,10 @@ time limit, and its exit status says whether the reader did its part (0) or not 
                              sends COUNT datagrams of SIZE bytes to GROUP:PORT through
                              127.0.0.1 at MBITS megabits per second, each starting with its
                              sequence number
+  locator-reply PORT TEXT READY
+                             once bound to PORT, sends "ready" to 127.0.0.1:READY, then waits
+                             for a media-server request and broadcasts TEXT ("@N" for N bytes
+                             of "MediaServer:x..." with no zero in it)
 """
 import socket
 import struct
@@ -84,6 +88,23 @@ def udp_multicast(group, port, count, size, mbits):
     return True
 
 
+def locator_reply(port, text, ready):
+    s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    s.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
+    s.bind(("0.0.0.0", port))
+    s.settimeout(LIMIT)
+    s.sendto(b"ready", ("127.0.0.1", ready))
+    if text.startswith("@"):
+        reply = b"MediaServer:" + b"x" * (int(text[1:]) - len(b"MediaServer:"))
+    else:
+        reply = text.encode()
+    while b"GetMediaServerAddress" not in s.recvfrom(2048)[0]:
+        pass
+    s.sendto(reply, ("255.255.255.255", port))
+    return True
+
+
 def main():
     mode, args = sys.argv[1], sys.argv[2:]
     if mode == "tcp-send":
@@ -94,6 +115,8 @@ def main():
         ok = udp_ask(int(args[0]), args[1])
     elif mode == "udp-multicast":
         ok = udp_multicast(args[0], int(args[1]), int(args[2]), int(args[3]), float(args[4]))
+    elif mode == "locator-reply":
+        ok = locator_reply(int(args[0]), args[1], int(args[2]))
     else:
         sys.exit(2)
     sys.exit(0 if ok else 1)
