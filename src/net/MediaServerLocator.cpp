@@ -3,7 +3,7 @@
 #include "core/Log.h"
 #include "host/HostCallbacks.h"
 #include "platform/System.h"
-#include "platform/Text.h"
+#include "net/SocketText.h"
 
 #include <cstring>
 #include <exception>
@@ -36,11 +36,6 @@ std::vector<std::string> Split(const std::string& text, char cSeparator)
     return fields;
 }
 
-std::string Narrow(const ZUCHAR* pszText)
-{
-    return pszText ? zp::AnsiFromUtf16(reinterpret_cast<const char16_t*>(pszText)) : std::string();
-}
-
 // Wire texts are plain ASCII; any other byte is taken as the character of the same number.
 std::u16string Widen(const std::string& text)
 {
@@ -48,16 +43,6 @@ std::u16string Widen(const std::string& text)
     for (char c : text)
         wide.push_back(static_cast<char16_t>(static_cast<unsigned char>(c)));
     return wide;
-}
-
-void CopyOut(const std::string& text, ZUCHAR* pszText, uint32_t nCapacity)
-{
-    if (!pszText || nCapacity == 0)
-        return;
-    const size_t nCopied = std::min<size_t>(text.size(), nCapacity - 1);
-    for (size_t i = 0; i < nCopied; ++i)
-        pszText[i] = static_cast<ZUCHAR>(static_cast<unsigned char>(text[i]));
-    pszText[nCopied] = 0;
 }
 
 std::string UrlOfEntry(const std::vector<std::string>& fields)
@@ -208,7 +193,7 @@ try {
     std::string url;
     if (!ChooseFromFound(m_Found, url))
         return 0;
-    CopyOut(url, pszURL, nCapacity);
+    CopyNarrowText(url, pszURL, nCapacity);
     return 1;
 } catch (const std::exception&) {
     return 0;
@@ -218,8 +203,8 @@ ZUBOOL CMediaServerLocator::StartAnnouncing(const ZUCHAR* pszAddress, const ZUCH
 try {
     if (m_Thread || SetUpSocket() != 0)
         return 0;
-    m_OwnAddress = Narrow(pszAddress);
-    m_OwnPort = Narrow(pszPort);
+    m_OwnAddress = NarrowText(pszAddress);
+    m_OwnPort = NarrowText(pszPort);
     m_bStop = false;
     uint32_t nThreadId = 0;
     m_Thread.Reset(zp::CreateGatedThread(&CMediaServerLocator::AnnounceThread, this, nThreadId));
@@ -265,8 +250,8 @@ ZUBOOL CMediaServerLocator::GetLocalHostAddress(ZUCHAR* pszHostName, uint32_t nH
 try {
     std::string hostName, address;
     const bool bFound = LocalHostAddress(hostName, address);
-    CopyOut(address, pszAddress, nAddressCapacity);
-    CopyOut(hostName, pszHostName, nHostCapacity);
+    CopyNarrowText(address, pszAddress, nAddressCapacity);
+    CopyNarrowText(hostName, pszHostName, nHostCapacity);
     return bFound ? 1 : 0;
 } catch (const std::exception&) {
     return 0;

@@ -1,7 +1,7 @@
 #include "net/SocketReaderCommon.h"
 
 #include "core/Log.h"
-#include "platform/Text.h"
+#include "net/SocketText.h"
 
 #include <algorithm>
 #include <chrono>
@@ -20,21 +20,6 @@ constexpr uint32_t kDefaultResolveTimeoutMs = 10000;
 constexpr int32_t kConnectedSendBuffer = 8192;
 constexpr int32_t kConnectedReceiveBuffer = 8224;
 constexpr uint32_t kConnectedReceiveTimeoutMs = 10000;
-
-std::string Narrow(const ZUCHAR* pszText)
-{
-    return pszText ? zp::AnsiFromUtf16(reinterpret_cast<const char16_t*>(pszText)) : std::string();
-}
-
-void CopyText(const std::string& text, ZUCHAR* pszText, uint32_t nCapacity)
-{
-    if (!pszText || nCapacity == 0)
-        return;
-    const size_t nCopied = std::min<size_t>(text.size(), nCapacity - 1);
-    for (size_t i = 0; i < nCopied; ++i)
-        pszText[i] = static_cast<ZUCHAR>(static_cast<unsigned char>(text[i]));
-    pszText[nCopied] = 0;
-}
 
 // A name lookup that gives up after nMilliseconds: the system's resolver cannot be interrupted, so
 // it runs on a thread of its own, which finishes (and frees its state) whenever the resolver
@@ -228,7 +213,7 @@ ZUBOOL VSocketReaderCommon::GetLocalAddress(uint32_t* pAddress, uint16_t* pPort)
 void VSocketReaderCommon::GetPeerAddressText(ZUCHAR* pszText, uint32_t nCapacity)
 {
     const CSocketRef socket = Socket();
-    CopyText(zp::DottedAddress(socket ? socket->Peer().nAddress : 0), pszText, nCapacity);
+    CopyNarrowText(zp::DottedAddress(socket ? socket->Peer().nAddress : 0), pszText, nCapacity);
 }
 
 void VSocketReaderCommon::GetPeerAddress(uint32_t* pAddress, uint16_t* pPort)
@@ -278,13 +263,13 @@ ZUBOOL VSocketReaderCommon::BindTo(const ZUCHAR* pszAddress, uint16_t nPort)
     address.nPort = zp::NetworkOrder16(nPort);
     uint32_t nAddress = 0;
     // Text that is no address binds to no address (and the bind says why).
-    address.nAddress = zp::ParseDottedAddress(Narrow(pszAddress), nAddress) ? nAddress : 0xFFFFFFFFu;
+    address.nAddress = zp::ParseDottedAddress(NarrowText(pszAddress), nAddress) ? nAddress : 0xFFFFFFFFu;
     return Bind(&address);
 }
 
 int32_t VSocketReaderCommon::ConnectTo(const ZUCHAR* pszHost, uint16_t nPort)
 {
-    const std::string host = Narrow(pszHost);
+    const std::string host = NarrowText(pszHost);
     uint32_t nAddress = 0;
     if (!zp::ParseDottedAddress(host, nAddress)) {
         const int nError = ResolveWithin(host, m_nTimeout ? m_nTimeout : kDefaultResolveTimeoutMs, nAddress);
@@ -346,7 +331,7 @@ void VSocketReaderCommon::GetLocalAddressText(ZUCHAR* pszText, uint32_t nCapacit
     } else if (nIndex >= 0 && static_cast<size_t>(nIndex) < m_LocalAddresses.size()) {
         text = zp::DottedAddress(m_LocalAddresses[static_cast<size_t>(nIndex)]);
     }
-    CopyText(text, pszText, nCapacity);
+    CopyNarrowText(text, pszText, nCapacity);
 }
 
 ZUBOOL VSocketReaderCommon::WaitForData()

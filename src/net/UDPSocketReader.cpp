@@ -1,7 +1,7 @@
 #include "net/UDPSocketReader.h"
 
 #include "core/Log.h"
-#include "platform/Text.h"
+#include "net/SocketText.h"
 
 #include <algorithm>
 #include <cctype>
@@ -17,11 +17,6 @@ namespace {
 
 constexpr uint32_t kBroadcastAddress = 0xFFFFFFFFu;
 constexpr uint8_t kMulticastTimeToLive = 4;
-
-std::string Narrow(const ZUCHAR* pszText)
-{
-    return pszText ? zp::AnsiFromUtf16(reinterpret_cast<const char16_t*>(pszText)) : std::string();
-}
 
 bool SameTextIgnoringCase(const std::string& a, const std::string& b)
 {
@@ -116,9 +111,9 @@ ZUBOOL CUDPSocketReader::EnableBroadcast()
 ZUBOOL CUDPSocketReader::JoinMulticast(const ZUCHAR* pszGroup, const ZUCHAR* pszInterface)
 try {
     uint32_t nGroup = 0;
-    if (!zp::ParseDottedAddress(Narrow(pszGroup), nGroup))
+    if (!zp::ParseDottedAddress(NarrowText(pszGroup), nGroup))
         return 0;
-    const std::string wanted = Narrow(pszInterface);
+    const std::string wanted = NarrowText(pszInterface);
     const CSocketRef socket = Socket();
     const zp::SocketHandle hSocket = HandleOf(socket);
     bool bJoined = false;
@@ -126,7 +121,7 @@ try {
     for (int32_t i = 0; i < nAddresses; ++i) {
         ZUCHAR text[32] = {};
         GetLocalAddressText(text, 32, i);
-        const std::string address = Narrow(text);
+        const std::string address = NarrowText(text);
         uint32_t nInterface = 0;
         if ((!wanted.empty() && !SameTextIgnoringCase(address, wanted)) || !zp::ParseDottedAddress(address, nInterface))
             continue;

@@ -149,6 +149,7 @@ TEST(MediaServerLocatorTest, AnnouncerFoundUnlessOnTheClientsMachine)
 
 TEST(MediaServerLocatorTest, OverlongReplyIsCutAndRefused)
 {
+    ZU_REQUIRE_PEER_PROGRAMS();
     const uint16_t nPort = FreePort(true);
     CSocketReaderPtr pReady = NewSocketReader(true);
     const uint16_t nReadyPort = BindLoopback(*pReady);

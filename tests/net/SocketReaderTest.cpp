@@ -121,6 +121,7 @@ TEST(SocketReaderTest, AnswersOfAReaderWithoutPosition)
 
 TEST(SocketReaderTest, TcpConnectToEchoesThroughSocat)
 {
+    ZU_REQUIRE_PEER_PROGRAMS();
     const uint16_t nPort = FreePort(false);
     ASSERT_NE(nPort, 0);
     CPeerProcess socat({"/usr/bin/socat", "TCP-LISTEN:" + std::to_string(nPort) + ",bind=127.0.0.1,reuseaddr", "PIPE"});
@@ -162,8 +163,9 @@ TEST(SocketReaderTest, TcpConnectToRefusalsAndNames)
     EXPECT_NE(pDirect->Connect(&closed), 0) << "Connect answers the system's error result";
 
     // A name goes through the resolver; localhost has an IPv4 address, the .invalid domain none.
-    const uint16_t nPort = FreePort(false);
-    CPeerProcess socat({"/usr/bin/socat", "TCP-LISTEN:" + std::to_string(nPort) + ",bind=127.0.0.1,reuseaddr", "PIPE"});
+    CSocketReaderPtr pListener = NewSocketReader(false);
+    const uint16_t nPort = BindLoopback(*pListener);
+    ASSERT_EQ(pListener->Listen(), 1);
     CSocketReaderPtr pNamed;
     const auto end = CClock::now() + std::chrono::seconds(5);
     while (!pNamed && CClock::now() < end) {
@@ -185,6 +187,7 @@ TEST(SocketReaderTest, TcpConnectToRefusalsAndNames)
 
 TEST(SocketReaderTest, TcpListenAcceptServesAPeer)
 {
+    ZU_REQUIRE_PEER_PROGRAMS();
     CSocketReaderPtr pListener = NewSocketReader(false);
     ASSERT_TRUE(pListener);
     ASSERT_EQ(pListener->BindTo(Z(u"127.0.0.1"), 0), 1);
@@ -251,10 +254,13 @@ TEST(SocketReaderTest, FailuresAreLoggedWithTheSocketError)
     ExpectLogged(log, "CTCPSocketReader::Listen", "Listen failed", errors.nBadSocket);
 
     // TCP Read: a connected peer that says nothing within the receive time-out.
-    const uint16_t nPort = FreePort(false);
-    CPeerProcess socat({"/usr/bin/socat", "TCP-LISTEN:" + std::to_string(nPort) + ",bind=127.0.0.1,reuseaddr", "PIPE"});
-    CSocketReaderPtr pSilent = ConnectWithin(nPort, 5000);
-    ASSERT_TRUE(pSilent);
+    CSocketReaderPtr pListener = NewSocketReader(false);
+    const uint16_t nPort = BindLoopback(*pListener);
+    ASSERT_EQ(pListener->Listen(), 1);
+    CSocketReaderPtr pSilent = NewSocketReader(false);
+    ASSERT_EQ(pSilent->ConnectTo(Z(u"127.0.0.1"), nPort), 0);
+    CSocketReaderPtr pQuiet(pListener->Accept());
+    ASSERT_TRUE(pQuiet);
     pSilent->SetReceiveTimeout(150);
     EXPECT_EQ(pSilent->Read(buffer, sizeof(buffer)), 0u);
     ExpectLogged(log, "CTCPSocketReader::Read", "Read failed", errors.nTimedOut);
@@ -262,6 +268,7 @@ TEST(SocketReaderTest, FailuresAreLoggedWithTheSocketError)
 
 TEST(SocketReaderTest, UdpEmptyWritesSendNothing)
 {
+    ZU_REQUIRE_PEER_PROGRAMS();
     const uint16_t nPort = FreePort(true);
     CPeerProcess peer(PythonPeer({"udp-count", std::to_string(nPort), "10"}));
     ASSERT_TRUE(peer.Started());
@@ -282,6 +289,7 @@ TEST(SocketReaderTest, UdpEmptyWritesSendNothing)
 
 TEST(SocketReaderTest, UdpReadMakesTheSenderThePeerAndAcceptSharesTheSocket)
 {
+    ZU_REQUIRE_PEER_PROGRAMS();
     CSocketReaderPtr pListener = NewSocketReader(true);
     const uint16_t nPort = BindLoopback(*pListener);
     ASSERT_NE(nPort, 0);

@@ -80,7 +80,9 @@ int CPeerProcess::Wait(uint32_t nMilliseconds)
 
 const CSocketErrors& SocketErrors()
 {
-    static const CSocketErrors errors{WSAEADDRINUSE, WSAECONNREFUSED, WSAENOTCONN,
+    // Wine reports a send on an unconnected stream socket as Linux does (a broken pipe, which it
+    // calls a reset), Windows as not connected.
+    static const CSocketErrors errors{WSAEADDRINUSE, WSAECONNREFUSED, RunningUnderWine() ? WSAECONNRESET : WSAENOTCONN,
                                       WSAETIMEDOUT,  WSAEMSGSIZE,     WSAENOTSOCK};
     return errors;
 }
@@ -147,6 +149,13 @@ const CSocketErrors& SocketErrors()
 }
 
 #endif
+
+std::string PeerProgramsUnavailableReason()
+{
+    if (RunningUnderWine())
+        return "Wine starts native peer programs detached, at times not at all, and without their exit status";
+    return std::string();
+}
 
 std::vector<std::string> PythonPeer(const std::vector<std::string>& arguments)
 {

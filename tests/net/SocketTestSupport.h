@@ -32,6 +32,10 @@ private:
     std::unique_ptr<CState> m_pState;
 };
 
+// Why peer programs cannot serve here, empty when they can: Wine starts a native program from a
+// Windows one detached, now and then not at all, and without its exit status.
+std::string PeerProgramsUnavailableReason();
+
 // The Python peer of these tests in one of its modes (see socket_peer.py).
 std::vector<std::string> PythonPeer(const std::vector<std::string>& arguments);
 
@@ -71,3 +75,9 @@ const CSocketErrors& SocketErrors();
 std::u16string Text16(const ZUCHAR* psz);
 
 }  // namespace zutest
+
+// Skips the current test where peer programs cannot run, saying why.
+#define ZU_REQUIRE_PEER_PROGRAMS()                                        \
+    if (zutest::PeerProgramsUnavailableReason().empty()) {                \
+    } else                                                                \
+        GTEST_SKIP() << zutest::PeerProgramsUnavailableReason()
