@@ -5,8 +5,10 @@
 #include <zureader/BufferedReader.h>
 #include <zureader/CirclingReader.h>
 #include <zureader/DVDReader.h>
+#include <zureader/MediaServerLocator.h>
 #include <zureader/Reader.h>
 #include <zureader/SplitterReader.h>
+#include <zureader/SocketReader.h>
 
 extern "C" {
 
@@ -84,6 +86,14 @@ ZUREADER_API VReader* GetSplitterReader(const ZUCHAR* pszPath, int64_t nChunkSiz
 // do nothing; a seek never fails. Null only when memory is exhausted.
 ZUREADER_API VReader* GetSharedBufferingReader(const ZUCHAR* pszPath, ZUBOOL bWritable, uint32_t nCapacity,
                                                uint32_t nBlockSize, VReader* pFileReader, VReader* pSinkWriter);
+// The media-server locator: finds a media server on the local network, or announces one. Not a
+// reader; the caller deletes it, which ends its announcing. Null only when memory is exhausted.
+ZUREADER_API VMediaServerLocator* GetFindMediaServer();
+
+// A socket reader (VSocketReader): UDP (type 7) when bUDP is non-zero, TCP (type 6) otherwise. Its
+// IPv4 socket is made at once (IsOpen answers whether that worked), so it can be bound, connected
+// or set to listen before Open. Null only when memory is exhausted.
+ZUREADER_API VReader* GetSocketReader(ZUBOOL bUDP);
 
 // A reader (type 12, VDVDReader) of one title of a DVD-Video folder, from a rip description: the
 // text ZUDescribeDVD answers, with the title ("SelectedForRip") and audio stream
@@ -114,6 +124,14 @@ typedef struct ZUHostCallbacks {
     // non-zero to retry with them; return 0 to give up.
     ZUBOOL (*PromptCredentials)(void* pContext, const ZUCHAR* pszSite, const ZUCHAR* pszUrl, ZUCHAR* pszUser,
                                 uint32_t nUserCapacity, ZUCHAR* pszPassword, uint32_t nPasswordCapacity);
+    // Members from here on are read only when cbSize covers them, so hosts built before them keep
+    // working (and get the defaults).
+    // Several media servers answered FindMediaServer: each entry is "host name:address:port".
+    // Store the index of the one to use and return non-zero, or return 0 to cancel.
+    ZUBOOL (*ChooseMediaServer)(void* pContext, const ZUCHAR* const* ppszEntries, uint32_t nEntries,
+                                uint32_t* pnChosen);
+    // A message for the user, such as a media server's answer that cannot be used.
+    void (*ShowMessage)(void* pContext, const ZUCHAR* pszMessage);
 } ZUHostCallbacks;
 
 // Installs the host's callbacks (copied); null restores the defaults. Returns 0 only for a

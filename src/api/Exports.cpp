@@ -19,6 +19,9 @@
 #include "platform/SystemString.h"
 #include "net/BufferedInternetReader.h"
 #include "net/InternetReader.h"
+#include "net/MediaServerLocator.h"
+#include "net/TCPSocketReader.h"
+#include "net/UDPSocketReader.h"
 
 #include <atomic>
 #include <exception>
@@ -80,6 +83,22 @@ try {
     url.SetScheme(u"http");
     const std::u16string rewritten = url.Rebuild();
     return GetInternetReader(reinterpret_cast<const ZUCHAR*>(rewritten.c_str()));
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+VMediaServerLocator* GetFindMediaServer()
+try {
+    return new (std::nothrow) CMediaServerLocator();
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+VReader* GetSocketReader(ZUBOOL bUDP)
+try {
+    if (bUDP)
+        return new (std::nothrow) CUDPSocketReader();
+    return new (std::nothrow) CTCPSocketReader();
 } catch (const std::exception&) {
     return nullptr;
 }

@@ -70,4 +70,29 @@ EPromptAnswer CHostCallbacks::PromptCredentials(const std::u16string& site, cons
     return EPromptAnswer::Retry;
 }
 
+EPromptAnswer CHostCallbacks::ChooseMediaServer(const std::vector<std::u16string>& entries, size_t& nChosen)
+{
+    ZUHostCallbacks callbacks = Current();
+    if (!callbacks.ChooseMediaServer)
+        return EPromptAnswer::NoHost;
+    std::vector<const ZUCHAR*> texts;
+    for (const std::u16string& entry : entries)
+        texts.push_back(reinterpret_cast<const ZUCHAR*>(entry.c_str()));
+    uint32_t nIndex = 0xFFFFFFFFu;
+    if (!callbacks.ChooseMediaServer(callbacks.pContext, texts.data(), static_cast<uint32_t>(texts.size()), &nIndex) ||
+        nIndex >= entries.size())
+        return EPromptAnswer::Cancelled;
+    nChosen = nIndex;
+    return EPromptAnswer::Retry;
+}
+
+bool CHostCallbacks::ShowMessage(const std::u16string& message)
+{
+    ZUHostCallbacks callbacks = Current();
+    if (!callbacks.ShowMessage)
+        return false;
+    callbacks.ShowMessage(callbacks.pContext, reinterpret_cast<const ZUCHAR*>(message.c_str()));
+    return true;
+}
+
 }  // namespace zu::host

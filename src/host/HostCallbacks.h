@@ -6,6 +6,7 @@
 
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace zu::host {
 
@@ -19,6 +20,10 @@ public:
     // installed, so the caller may use its own default.
     static EPromptAnswer PromptCredentials(const std::u16string& site, const std::u16string& url,
                                            std::u16string& user, std::u16string& password);
+    // Asks the host which of the entries to use; Retry with nChosen set when it chose one.
+    static EPromptAnswer ChooseMediaServer(const std::vector<std::u16string>& entries, size_t& nChosen);
+    // Shows the host's user a message; false when no host takes messages.
+    static bool ShowMessage(const std::u16string& message);
 
 private:
     static ZUHostCallbacks Current();
