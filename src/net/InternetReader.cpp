@@ -153,6 +153,8 @@ try {
         userAgent = kDefaultUserAgent;
     m_bSucceedOnError = m_Options.count(u"SUCCEED_ON_ERROR") != 0 ? 1 : 0;
     m_bTimedOut = 0;
+    // A cancel ends one transfer, not the reader: opened again, it may reconnect again.
+    m_bCancelled.store(false, std::memory_order_release);
     m_bConnectError = 0;
     m_nFailureError = 0;
     m_bRangeRequest = 0;

@@ -48,7 +48,8 @@ public:
     // first: a caller that places the bytes by their offset must never get a stream begun anew.
     void SetLiveReconnect(bool bLive) { m_bLiveReconnect = bLive; }
     // From another thread while a read may run: ends the transfer under way at once (the read
-    // returns what it has, or fails) and takes nothing up again. Close still follows as usual.
+    // returns what it has, or fails) and takes nothing up again until the next Open. Close still
+    // follows as usual.
     void CancelTransfer();
     bool IsTransferCancelled() const { return m_bCancelled.load(std::memory_order_acquire); }
 
