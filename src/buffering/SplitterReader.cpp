@@ -3,6 +3,7 @@
 #include <zureader/ZUReader.h>
 
 #include "core/FunctionLog.h"
+#include "core/Log.h"
 #include "platform/File.h"
 
 #include <algorithm>
@@ -215,7 +216,10 @@ uint32_t CSplitterReader::Read(void* pBuffer, uint32_t nCount)
         if (nTotal == nCount)
             break;
         if (m_nCurrentChunk == -1 || m_nChunkOffset == m_nChunkSize) {
-            if (!OpenChunk(-1))
+            if (OpenChunk(-1))
+                continue;
+            // Bytes from before a jump reach the caller on their own; the next read jumps.
+            if (nTotal != 0 || !SkipToNextKeptChunk())
                 break;
             continue;
         }
@@ -227,6 +231,27 @@ uint32_t CSplitterReader::Read(void* pBuffer, uint32_t nCount)
             break;
     }
     return nTotal;
+}
+
+// A rolling recording deletes its oldest chunks, also under a reader that lags behind. That
+// reader goes on from the next chunk still there (the oldest kept, or a kept range), never from
+// anything else. A chunk between its two names for a moment (the writer renaming it as it fills)
+// is not taken for deleted: it is asked for once more after a later chunk was found.
+bool CSplitterReader::SkipToNextKeptChunk()
+{
+    RefreshHeader(true);
+    const int64_t nMissing = m_nCurrentChunk + 1;
+    const int64_t nLast = (m_nTotalLength - 1) / m_nChunkSize;
+    for (int64_t nIndex = nMissing + 1; nIndex <= nLast; ++nIndex) {
+        if (!OpenChunk(nIndex))
+            continue;
+        if (OpenChunk(nMissing))
+            return true;
+        Log(LOG_READER, u"VSplitterReader::Read", u"Chunks %I64d to %I64d were deleted; reading on at %I64d",
+            nMissing, nIndex - 1, GetPosition());
+        return true;
+    }
+    return false;
 }
 
 uint32_t CSplitterReader::WriteIntoChunk(const unsigned char* pBuffer, uint32_t nCount)

@@ -49,6 +49,7 @@ private:
     std::unique_ptr<VReader> OpenChunkFile(int64_t nIndex, bool bNew, bool bTemporary);
     void CloseChunk(bool bFinal);
     bool ReopenGrowingChunk();
+    bool SkipToNextKeptChunk();
     uint32_t ReadFromChunk(unsigned char* pBuffer, uint32_t nWanted);
     uint32_t WriteIntoChunk(const unsigned char* pBuffer, uint32_t nCount);
     int64_t SeekTarget(int64_t nOffset, uint32_t nOrigin);

@@ -191,6 +191,23 @@ TEST_F(SplitterReaderTest, SeeksWithinTheRecordingAndRefusesTheEndOriginPastTheE
     EXPECT_EQ(pReader->GetLength(), 40);
 }
 
+// A reader lagging behind a rolling recording goes on from the oldest chunk still there when the
+// ones it was about to read are deleted, and never reads other bytes in their place.
+TEST_F(SplitterReaderTest, AReaderWhoseNextChunksWereDeletedGoesOnFromTheOldestKept)
+{
+    const std::string bytes = PatternBytes(60, 5);
+    auto pWriter = Record(bytes, 10, 9, false);
+    auto pReader = MakeSplitter(Header(), 10);
+    ASSERT_EQ(pReader->Open(), 1);
+    EXPECT_EQ(ReadUpTo(*pReader, 7), bytes.substr(0, 7));
+    // The chunk the reader holds stays readable to it; the next three go.
+    EXPECT_EQ(pWriter->SetFirstNeededPosition(40, 1), 1);
+    EXPECT_EQ(ReadUpTo(*pReader, 10), bytes.substr(7, 3)) << "the rest of the open chunk, on its own";
+    EXPECT_EQ(ReadUpTo(*pReader, 10), bytes.substr(40, 10));
+    EXPECT_EQ(pReader->GetPosition(), 50);
+    EXPECT_EQ(ReadAll(*pReader), bytes.substr(50));
+}
+
 TEST_F(SplitterReaderTest, DeletionKeepsMarkedRangesInBothPassesAndLeavesThePartialLastChunk)
 {
     // Chunks of 10; 65 bytes make chunks 0 to 5 full and 6 partial.
@@ -224,7 +241,8 @@ TEST_F(SplitterReaderTest, DeletionKeepsMarkedRangesInBothPassesAndLeavesThePart
     EXPECT_EQ(pReader->SetFirstNeededPosition(0, 1), 0) << "only a writer lets chunks go";
     EXPECT_EQ(pReader->KeepRangeUpTo(0), 0);
     EXPECT_EQ(pReader->SetPosition(12, ZU_SEEK_BEGIN), 12);
-    EXPECT_EQ(ReadAll(*pReader), bytes.substr(12, 18)) << "a reader stops where the files stop";
+    EXPECT_EQ(ReadAll(*pReader), bytes.substr(12, 18) + bytes.substr(60))
+        << "a reader goes on from the next chunk still there";
     EXPECT_EQ(pReader->SetPosition(60, ZU_SEEK_BEGIN), 60);
     EXPECT_EQ(ReadAll(*pReader), bytes.substr(60));
 }

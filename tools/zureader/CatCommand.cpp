@@ -228,6 +228,8 @@ int RunCat(const CArguments& arguments)
     // The cut reader limits each read, not the sum: the count of what is left is ours to keep.
     int64_t nLeft = decorators.Quota();
     int64_t nCopied = 0;
+    const bool bRecording = ZUReaderCast<VSplitterReader>(pReader.get()) != nullptr;
+    const int64_t nFirst = bRecording ? pReader->GetPosition() : 0;
     std::vector<unsigned char> buffer(kChunk);
     while (nLeft > 0 && !(interrupt && interrupt->IsInterrupted())) {
         const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
@@ -246,11 +248,15 @@ int RunCat(const CArguments& arguments)
         progress.Advance(nRead);
     }
     progress.Finish();
+    // A reader ends a body that stops early as it ends a whole one: only the count tells. A
+    // rolling recording's reader jumps over the chunks deleted under it, so there the span it
+    // moved over tells instead.
+    const int64_t nCovered = bRecording ? pReader->GetPosition() - nFirst : nCopied;
+    const bool bShort = nCovered < nAnnounced;
     pReader->Close();
     if (!sink.Finish())
         return Fail(EExit::WRITE_FAILED, "cannot finish writing " + sink.Name());
-    // A reader ends a body that stops early as it ends a whole one: only the count tells.
-    if (nCopied < nAnnounced && setup.ExpectsBody())
+    if (bShort && setup.ExpectsBody())
         return Fail(EExit::CUT_SHORT, "the transfer of " + ToUtf8(location) + " was cut short: " +
                                           std::to_string(nCopied) + " of " + std::to_string(nAnnounced) + " bytes");
     return 0;
