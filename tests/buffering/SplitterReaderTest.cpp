@@ -1,13 +1,16 @@
+#include "ServerSupport.h"
 #include "TestSupport.h"
 
 #include "buffering/ChunkNames.h"
 #include "platform/File.h"
+#include "platform/System.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -55,6 +58,41 @@ std::string ReadAll(VReader& reader)
 bool Exists(const std::u16string& path)
 {
     return FileSizeByName(path) >= 0;
+}
+
+// A folder of its own in nginx's document root, removed with everything in it at the end.
+class CServedFolder {
+public:
+    explicit CServedFolder(const std::string& name)
+        : m_Name(name), m_Path(ServerPath("NGINX_ROOT") + zu::platform::PathSeparator() + U16(name))
+    {
+        std::filesystem::create_directories(std::filesystem::path(m_Path));
+    }
+    ~CServedFolder()
+    {
+        std::error_code error;
+        std::filesystem::remove_all(std::filesystem::path(m_Path), error);
+    }
+    std::u16string File(const std::u16string& name) const { return m_Path + zu::platform::PathSeparator() + name; }
+    std::u16string Url(const std::string& name) const { return ServerUrl("NGINX_HTTP", "/" + m_Name + "/" + name); }
+
+private:
+    std::string m_Name;
+    std::u16string m_Path;
+};
+
+// Reads until nWanted bytes came or nMilliseconds passed, waiting a little whenever nothing came.
+std::string ReadFor(VReader& reader, size_t nWanted, int nMilliseconds)
+{
+    const auto deadline = steady_clock::now() + std::chrono::milliseconds(nMilliseconds);
+    std::string got;
+    while (got.size() < nWanted && steady_clock::now() < deadline) {
+        const std::string piece = ReadUpTo(reader, static_cast<uint32_t>(std::min<size_t>(nWanted - got.size(), 65536)));
+        got += piece;
+        if (piece.empty())
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return got;
 }
 
 class SplitterReaderTest : public testing::Test {
@@ -344,6 +382,41 @@ TEST_F(SplitterReaderTest, LengthFollowsTheHeaderByTheIntervalAndIsFinalOnceTheW
     EXPECT_EQ(pReader->IsBeingWritten(), 0);
     EXPECT_EQ(pReader->GetLength(), 10);
     EXPECT_EQ(ReadAll(*pReader), "67890");
+}
+
+// A recording in a web server's folder reads over HTTP as one stream: the header and each chunk are
+// fetched from nginx, the chunk still being filled under its temporary name, and a reader that
+// caught up with the writer gets the rest once the writer has gone on.
+TEST_F(SplitterReaderTest, ReadsARecordingOverHttpWholeAcrossChunksAndAsItGrows)
+{
+    ZU_REQUIRE_SERVERS();
+    const CServedFolder served(UniqueTag("splitter"));
+    const std::string bytes = PatternBytes(250000, 9);
+    auto pWriter = MakeSplitter(served.File(u"show.ts"), 100000);
+    ASSERT_EQ(pWriter->Create(), 1);
+    ASSERT_EQ(pWriter->Write(bytes.data(), 180000), 180000u);
+
+    auto pReader = MakeSplitter(served.Url("show.ts"), 1, 100);
+    ASSERT_EQ(pReader->Open(), 1);
+    EXPECT_EQ(pReader->IsRemote(), 1);
+    EXPECT_EQ(pReader->GetLength(), 180000);
+    EXPECT_TRUE(ReadFor(*pReader, 180000, 20000) == bytes.substr(0, 180000)) << "a full chunk and a growing one";
+    EXPECT_EQ(pReader->SetPosition(95000, ZU_SEEK_BEGIN), 95000);
+    EXPECT_TRUE(ReadUpTo(*pReader, 10000) == bytes.substr(95000, 10000)) << "across the chunks' border";
+    EXPECT_EQ(pReader->SetPosition(180001, ZU_SEEK_BEGIN), -1) << "past what the header announces";
+
+    ASSERT_EQ(pWriter->Write(bytes.data() + 180000, 70000), 70000u);
+    pWriter->Close();
+    EXPECT_TRUE(ReadFor(*pReader, 145000, 20000) == bytes.substr(105000)) << "the rest, once the writer went on";
+    EXPECT_EQ(pReader->GetLength(), 250000);
+    EXPECT_EQ(pReader->IsBeingWritten(), 0);
+    EXPECT_EQ(ReadUpTo(*pReader, 10), "");
+
+    // A fresh reader of the finished recording gets it whole, and nothing of a name nginx lacks.
+    auto pWhole = MakeSplitter(served.Url("show.ts"), 1, 100);
+    ASSERT_EQ(pWhole->Open(), 1);
+    EXPECT_TRUE(ReadFor(*pWhole, 250000, 20000) == bytes);
+    EXPECT_EQ(MakeSplitter(served.Url("none.ts"), 1, 100)->Open(), 0);
 }
 
 TEST_F(SplitterReaderTest, ChunkNamesFollowThePathOrTheUrlPath)
