@@ -189,6 +189,17 @@ uint32_t CCircleBuffer::Peek(void* pDestination, uint32_t nMax, uint32_t nOffset
     return nCopied;
 }
 
+const unsigned char* CCircleBuffer::PeekInPlace(uint32_t nMax, uint32_t nOffset, uint32_t& nSpan)
+{
+    Lock();
+    const uint32_t nUsed = UsedLocked();
+    const uint32_t nStart = nOffset < nUsed ? Advanced(m_nReadIndex, nOffset) : 0;
+    nSpan = nOffset < nUsed ? std::min({nMax, nUsed - nOffset, m_nCapacity - nStart}) : 0;
+    const unsigned char* pSpan = nSpan > 0 ? m_pData + nStart : nullptr;
+    Unlock();
+    return pSpan;
+}
+
 // As Read: the copy runs without the lock. The bytes being written are free space that a step
 // back (Rewind) could otherwise claim meanwhile, so they are marked as taken until the index moves.
 uint32_t CCircleBuffer::Write(const void* pSource, uint32_t nMax)

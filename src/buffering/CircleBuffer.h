@@ -51,6 +51,11 @@ public:
     // Copies up to nMax bytes in at the write index, as many as there is room for, and moves the
     // index past them.
     uint32_t Write(const void* pSource, uint32_t nMax);
+    // For a consumer that takes bytes where they lie: the bytes held from nOffset bytes after the
+    // read index, up to nMax and no further than the end of the memory (nSpan bytes; null when
+    // none). The producer never writes into held bytes, so they stay put until the read index
+    // moves past them.
+    const unsigned char* PeekInPlace(uint32_t nMax, uint32_t nOffset, uint32_t& nSpan);
     // For a producer that fills the ring in place: the free memory from the write index on, up to
     // nMax bytes and no further than the end of the memory (nSpace bytes; null when none). It stays
     // out of a Rewind's reach until CommitWrite moves the write index past the nCount bytes put

@@ -41,21 +41,35 @@ protected:
     int32_t Thread() override;
 
 private:
-    // Writes every cached byte to the sink; the cache then starts at nNewBase, or, given -1, goes on
-    // after the bytes written.
+    // With m_WriteLock held: writes every cached byte to the sink; the cache then starts at
+    // nNewBase, or, given -1, goes on after the bytes written.
     void FlushAll(int64_t nNewBase);
-    // Puts n cached bytes to the sink at the base offset, then lets them go from the cache.
-    void WriteOldest(uint32_t nCount, unsigned char* pScratch);
+    void StopWorker();
+    // Puts up to nCount of the oldest cached bytes into the sink at the base offset, then lets
+    // them go from the cache; answers how many went.
+    uint32_t WriteOldest(uint32_t nCount);
+    // With m_WriteLock held: copies as much as fits at once into the cache.
+    uint32_t CopyIntoCache(const unsigned char* pBytes, uint32_t nCount);
+    void WaitForRoom();
+    // Under m_Lock: up to nCount cached bytes from nOffset bytes after the base.
+    uint32_t PeekCache(int64_t nOffset, unsigned char* pBuffer, uint32_t nCount);
     uint32_t ReadFromFile(int64_t nPosition, unsigned char* pBuffer, uint32_t nCount);
-    uint32_t CacheUsed();
-    // Under the lock: the worker has a block to write.
+    // Bytes a file reader of a file that goes on past the cache has there.
+    uint32_t ReadPastTheCache(int64_t nFrom, int64_t nPosition, unsigned char* pBuffer, uint32_t nCount);
+    // Under m_Lock: the worker has a block to write.
     bool IsWithinABlockOfFull();
 
-    std::recursive_mutex m_Lock;  // guards the cache, the base offset and the file reader
-    // Wakes the worker when the cache has a block for it, and a waiting writer when a block has
-    // left; both still look again after their poll intervals.
-    std::condition_variable_any m_Changed;
-    int64_t m_nBase = 0;          // file position of the oldest cached byte
+    // Guards the cache's indices and the base offset, never held across a copy of many bytes or a
+    // file transfer: the writer copies into free space, and the worker writes held bytes from
+    // where they lie, without it, since nobody else touches those bytes meanwhile.
+    std::mutex m_Lock;
+    // One writing view at a time (and a flush): the free space of the cache is the holder's.
+    std::mutex m_WriteLock;
+    // The file reader is shared by every view; a read seeks it and reads at once under this lock.
+    std::mutex m_FileLock;
+    std::condition_variable m_BlockReady;  // the worker has a block to write, or is to stop
+    std::condition_variable m_RoomMade;    // a block left the cache
+    int64_t m_nBase = 0;                   // file position of the oldest cached byte
     CCircleBuffer m_Cache;
     std::u16string m_Path;
     std::unique_ptr<VReader> m_pSink;

@@ -144,6 +144,24 @@ TEST(CircleBufferIndexTest, SpaceFilledInPlaceStopsAtTheEndOfMemoryAndIsOutOfARe
     EXPECT_EQ(ring.GetUsed(), 1u) << "no more committed than was given";
 }
 
+TEST(CircleBufferIndexTest, HeldBytesTakenInPlaceStopAtTheEndOfMemoryAndStayHeld)
+{
+    CCircleBuffer ring(16, false, false);
+    WriteIn(ring, "ABCDEFGHIJKL");
+    EXPECT_EQ(ReadOut(ring, 10), "ABCDEFGHIJ");
+    WriteIn(ring, "mnopqr");  // K and L at 10 and 11, m to r from 12 round to 1
+    uint32_t nSpan = 99;
+    const unsigned char* pSpan = ring.PeekInPlace(100, 1, nSpan);
+    ASSERT_NE(pSpan, nullptr);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(pSpan), nSpan), "Lmnop") << "up to the end of the memory";
+    pSpan = ring.PeekInPlace(3, 6, nSpan);
+    ASSERT_NE(pSpan, nullptr);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(pSpan), nSpan), "qr") << "from the start of the memory on";
+    EXPECT_EQ(ring.GetUsed(), 8u) << "nothing leaves the ring";
+    EXPECT_EQ(ring.PeekInPlace(5, 8, nSpan), nullptr) << "nothing past the bytes held";
+    EXPECT_EQ(nSpan, 0u);
+}
+
 TEST(CircleBufferIndexTest, RewindAndSkipStayWithinWhatTheRingStillHolds)
 {
     CCircleBuffer ring(16, true, false);
