@@ -10,7 +10,8 @@
 #   them) fails within the reader's time-out.
 # Each namespace gets its own /etc/hosts (ip netns exec mounts /etc/netns/NAME/*), so that this
 # machine's name resolves to the namespace's own address, as it would on a real machine.
-# Needs root and network namespaces; says why and passes without them (ctest then skips it).
+# Needs root and network namespaces; without them it says why and exits with 77, which ctest
+# reports as skipped.
 # Usage: netns_test.sh ZUREADER
 set -uo pipefail
 cli="$1"
@@ -33,17 +34,8 @@ cleanup() {
   rmdir /etc/netns 2> /dev/null
 }
 trap cleanup EXIT
-failures=0
-passes=0
-check() {
-  local name="$1"; shift
-  if "$@"; then passes=$((passes + 1)); else echo "FAILED: $name" >&2; failures=$((failures + 1)); fi
-}
-check_status() {
-  local name="$1" expected="$2" status="$3"
-  check "$name exits with $expected" test "$status" -eq "$expected"
-  [ "$status" -eq "$expected" ] || echo "  ($name exited with $status)" >&2
-}
+# shellcheck source=checks.sh
+. "$(dirname "$0")/checks.sh"
 in_a() { ip netns exec "$ns_a" "$@"; }
 in_b() { ip netns exec "$ns_b" "$@"; }
 millis() { echo $(( $(date +%s%N) / 1000000 )); }
@@ -154,5 +146,4 @@ elapsed=$(( $(millis) - start ))
 check "the lookup gives up within the 1.5 s time-out (took $elapsed ms)" test "$elapsed" -ge 1400 -a "$elapsed" -le 3000
 check "the silent lookup says so in one line" grep -q 'zureader: cannot connect to tcp://media.zureader-test.example:80: looking up' "$scratch/err"
 
-echo "$passes checks passed, $failures failed"
-[ "$failures" -eq 0 ]
+checks_summary

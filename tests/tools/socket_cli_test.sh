@@ -12,20 +12,11 @@ scratch="$(mktemp -d)"
 peers=()
 cleanup() { for pid in "${peers[@]}"; do kill "$pid" 2> /dev/null; done; rm -rf "$scratch"; }
 trap cleanup EXIT
-failures=0
-passes=0
+# shellcheck source=checks.sh
+. "$(dirname "$0")/checks.sh"
 
 native_path() { if [ -n "$emulator" ]; then echo "Z:${1//\//\\}"; else echo "$1"; fi; }
 run() { if [ -n "$emulator" ]; then "$emulator" "$cli" "$@"; else "$cli" "$@"; fi; }
-check() {
-  local name="$1"; shift
-  if "$@"; then passes=$((passes + 1)); else echo "FAILED: $name" >&2; failures=$((failures + 1)); fi
-}
-check_status() {
-  local name="$1" expected="$2" status="$3"
-  check "$name exits with $expected" test "$status" -eq "$expected"
-  [ "$status" -eq "$expected" ] || echo "  ($name exited with $status)" >&2
-}
 read -r tcp_port udp_port closed_port < <(/usr/bin/python3 "$(dirname "$0")/../servers/free_ports.py" 3 0 | tr '\n' ' ')
 # Waits up to 10 s for a TCP listener on port.
 wait_listening() { for _ in $(seq 100); do socat -u "TCP4:127.0.0.1:$1" OPEN:/dev/null 2> /dev/null && return 0; sleep 0.1; done; return 1; }
@@ -104,5 +95,4 @@ for bad in "7 tcp://127.0.0.1:$closed_port" "7 tcp://no-such-host.invalid:80" "3
 done
 check "zureader --help names the sockets" bash -c "$(declare -f run); cli='$cli' emulator='$emulator' run --help | grep -q 'udp://@GROUP:PORT'"
 
-echo "$passes checks passed, $failures failed"
-[ "$failures" -eq 0 ]
+checks_summary
