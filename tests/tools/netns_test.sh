@@ -34,10 +34,9 @@ cleanup() {
   rmdir /etc/netns 2> /dev/null
 }
 trap cleanup EXIT
+trap "exit 143" TERM INT
 # shellcheck source=checks.sh
 . "$(dirname "$0")/checks.sh"
-in_a() { ip netns exec "$ns_a" "$@"; }
-in_b() { ip netns exec "$ns_b" "$@"; }
 millis() { echo $(( $(date +%s%N) / 1000000 )); }
 
 make_namespaces() {
@@ -137,7 +136,7 @@ sys.exit(0 if data == b"".join(n.to_bytes(4, "big") * 329 for n in range(200)) e
   "$scratch/multicast.bin"
 
 # A lookup that never gets an answer: the reader's time-out bounds it, with a clear line.
-in_b socat -u UDP4-RECV:53,bind=127.0.0.1 OPEN:/dev/null & pids+=($!)
+ip netns exec "$ns_b" socat -u UDP4-RECV:53,bind=127.0.0.1 OPEN:/dev/null & pids+=($!)
 sleep 0.3
 start=$(millis)
 timeout 30 ip netns exec "$ns_b" "$cli" cat tcp://media.zureader-test.example:80 --timeout 1500 > /dev/null 2> "$scratch/err"

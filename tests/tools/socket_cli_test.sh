@@ -12,6 +12,7 @@ scratch="$(mktemp -d)"
 peers=()
 cleanup() { for pid in "${peers[@]}"; do kill "$pid" 2> /dev/null; done; rm -rf "$scratch"; }
 trap cleanup EXIT
+trap "exit 143" TERM INT
 # shellcheck source=checks.sh
 . "$(dirname "$0")/checks.sh"
 
@@ -35,8 +36,9 @@ done
 
 # UDP: each datagram read whole; the cut ends the copy at a datagram's border or inside one.
 python_sender() {
-  # Sends datagrams of 1316 bytes numbered from 0 to 127.0.0.1:port every 2 ms until killed.
-  /usr/bin/python3 -c '
+  # Sends datagrams of 1316 bytes numbered from 0 to 127.0.0.1:port every 2 ms until killed; exec,
+  # so that the pid a caller kills is Python's.
+  exec /usr/bin/python3 -c '
 import socket, sys, time
 s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 n = 0
