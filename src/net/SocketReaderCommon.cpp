@@ -282,11 +282,14 @@ int32_t VSocketReaderCommon::ConnectTo(const ZUCHAR* pszHost, uint16_t nPort)
     address.nFamily = zp::IPv4Family();
     address.nPort = zp::NetworkOrder16(nPort);
     address.nAddress = nAddress;
-    if (Connect(&address) != 0)
-        return 1;
+    // The buffers are sized before the connection exists: a receive buffer shrunk below the
+    // window already offered makes the system drop what the sender then sends, and the stream
+    // stalls in retransmission for seconds at a time.
     SetKeepAlive();
     SetSendBufferSize(kConnectedSendBuffer);
     SetReceiveBufferSize(kConnectedReceiveBuffer);
+    if (Connect(&address) != 0)
+        return 1;
     SetReceiveTimeout(kConnectedReceiveTimeoutMs);
     return 0;
 }

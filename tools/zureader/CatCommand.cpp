@@ -6,6 +6,7 @@
 #include "Progress.h"
 #include "ReaderPtr.h"
 #include "ReaderSetup.h"
+#include "SocketLocation.h"
 
 
 #include <algorithm>
@@ -36,8 +37,11 @@ const char kCatHelp[] =
     "                    [--option KEY=VALUE]... [--timeout MS] [--data TEXT]\n"
     "\n"
     "Copies everything the library reads from LOCATION (a file name, or an http, https or ftp URL)\n"
-    "to standard output, or to FILE with -o. A recording (zureader record) is read as one stream. A progress bar is drawn on standard error when it is a\n"
-    "terminal and the data goes elsewhere.\n"
+    "to standard output, or to FILE with -o. LOCATION may also be a socket: tcp://HOST:PORT reads\n"
+    "what the connection brings until the peer closes it; udp://:PORT receives the datagrams sent\n"
+    "to PORT and udp://@GROUP:PORT those of a multicast group, until an interrupt (Ctrl-C) or the\n"
+    "cut (--truncate). A recording (zureader record) is read as one stream. A progress bar is drawn\n"
+    "on standard error when it is a terminal and the data goes elsewhere.\n"
     "\n"
     "  --seekable        read a URL through the buffered Internet reader, which downloads byte\n"
     "                    ranges into a temporary cache file and can seek anywhere in the resource\n"
@@ -213,10 +217,11 @@ int RunCat(const CArguments& arguments)
     // Only a follower waits for the user to end it; any other copy ends at the first interrupt.
     std::optional<CInterruptWatch> interrupt;
     std::optional<CFollower> follower;
-    if (pFollow) {
+    const bool bDatagrams = CSocketLocation::IsDatagramLocation(location);
+    if (pFollow || bDatagrams)
         interrupt.emplace();
+    if (pFollow)
         follower.emplace(*pFollow, *interrupt);
-    }
 
     COutputSink sink;
     if (!sink.Open(output))
@@ -235,6 +240,8 @@ int RunCat(const CArguments& arguments)
         const uint32_t nRead = pReader->Read(buffer.data(), static_cast<uint32_t>(std::min<int64_t>(kChunk, nLeft)));
         if (nRead == 0 && follower && follower->WaitForMore())
             continue;
+        if (nRead == 0 && bDatagrams)
+            continue;  // no datagram within the poll; the loop's test sees an interrupt
         if (nRead == 0)
             break;
         // The seekable reader answers all bits set when the bytes cannot be had.

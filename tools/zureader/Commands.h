@@ -14,6 +14,8 @@ int RunDemo(const CArguments& arguments);
 int RunRadio(const CArguments& arguments);
 int RunDvd(const CArguments& arguments);
 int RunRecord(const CArguments& arguments);
+int RunFindServer(const CArguments& arguments);
+int RunAnnounce(const CArguments& arguments);
 
 class CCommandLine;
 

@@ -13,7 +13,8 @@ const char kHelp[] =
     "usage: zureader COMMAND [ARGUMENTS]\n"
     "\n"
     "commands:\n"
-    "  cat LOCATION [-o FILE]          copy a file or URL to standard output or a file; with\n"
+    "  cat LOCATION [-o FILE]          copy a file, URL or socket (tcp://HOST:PORT, udp://:PORT,\n"
+    "                                  udp://@GROUP:PORT) to standard output or a file; with\n"
     "      [--buffered] [--loop]       --buffered through the read-ahead reader, --loop over and\n"
     "      [--truncate BYTES]          over again, --truncate cut after BYTES bytes\n"
     "  radio URL [-o FILE]             play an Internet-radio stream: the audio to standard output\n"
@@ -26,6 +27,8 @@ const char kHelp[] =
     "      [--title N] [--audio K]     with -o: write title N with audio stream K as an MPEG\n"
     "      [-o OUT.mpg]                program stream\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
+    "  find-server                     print the m01p:// location of a media server on the network\n"
+    "  announce ADDRESS PORT           answer find-server with m01p://ADDRESS:PORT until interrupted\n"
     "\n"
     "cat, radio, record and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
     "zureader COMMAND --help tells more.\n"
@@ -74,5 +77,9 @@ int main(int argc, char** argv)
         return RunRecord(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
+    if (arguments[1] == u"find-server")
+        return RunFindServer(rest);
+    if (arguments[1] == u"announce")
+        return RunAnnounce(rest);
     return Fail(EExit::USAGE, "unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");
 }

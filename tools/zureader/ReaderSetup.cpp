@@ -1,5 +1,7 @@
 #include "ReaderSetup.h"
 
+#include "SocketLocation.h"
+
 #include "Commands.h"
 
 #include <algorithm>
@@ -165,6 +167,8 @@ bool CReaderSetup::ExpectsBody() const
 
 CReaderPtr CReaderSetup::Open(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate) const
 {
+    if (CSocketLocation::IsSocketLocation(location))
+        return OpenSocket(location, failure, decorate);
     CReaderPtr pSource = MakeReader(location, m_bSeekable);
     if (!pSource) {
         failure = {EExit::BAD_URL,
@@ -183,6 +187,31 @@ CReaderPtr CReaderSetup::Open(const std::u16string& location, COpenFailure& fail
     if (pReader->Open())
         return pReader;
     failure = DescribeFailure(source, location);
+    return nullptr;
+}
+
+}  // namespace zucli
+
+namespace zucli {
+
+CReaderPtr CReaderSetup::OpenSocket(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate) const
+{
+    CSocketLocation socket;
+    std::string error;
+    if (!socket.Parse(location, error)) {
+        failure = {EExit::BAD_URL, "cannot open " + ToUtf8(location) + ": " + error};
+        return nullptr;
+    }
+    // The socket reader's own lookup bound when none is given.
+    constexpr uint32_t kDefaultLookupMs = 10000;
+    CReaderPtr pReader = socket.Make([this](VReader& reader) { Apply(reader); },
+                                     m_bTimeout ? m_nTimeout : kDefaultLookupMs, failure);
+    if (pReader && decorate)
+        pReader = decorate(std::move(pReader));
+    if (pReader && pReader->Open())
+        return pReader;
+    if (failure.message.empty())
+        failure = {EExit::FAILED, "cannot open " + ToUtf8(location)};
     return nullptr;
 }
 

@@ -53,6 +53,8 @@ public:
     bool ExpectsBody() const;
 
 private:
+    // tcp:// and udp:// locations, which only the command line knows.
+    CReaderPtr OpenSocket(const std::u16string& location, COpenFailure& failure, const CDecorate& decorate) const;
     bool Parse(const CCommandLine& line);
     void Apply(VReader& reader) const;
     const std::u16string* Option(const std::u16string& key) const;
