@@ -58,6 +58,17 @@ CScopedHome::~CScopedHome()
     zu::platform::SetEnvironmentText(u"ZUREADER_HOME", m_Previous);
 }
 
+CScopedEnvironment::CScopedEnvironment(const char16_t* pszName, const std::u16string& value)
+    : m_pszName(pszName), m_Previous(zu::platform::GetEnvironmentText(pszName))
+{
+    zu::platform::SetEnvironmentText(pszName, value);
+}
+
+CScopedEnvironment::~CScopedEnvironment()
+{
+    zu::platform::SetEnvironmentText(m_pszName, m_Previous);
+}
+
 namespace {
 
 const char16_t* const kTempVariables[] = {u"TMPDIR", u"TMP", u"TEMP"};

@@ -37,6 +37,19 @@ private:
     std::u16string m_Previous;
 };
 
+// Sets an environment variable for its lifetime (empty unsets it).
+class CScopedEnvironment {
+public:
+    CScopedEnvironment(const char16_t* pszName, const std::u16string& value);
+    ~CScopedEnvironment();
+    CScopedEnvironment(const CScopedEnvironment&) = delete;
+    CScopedEnvironment& operator=(const CScopedEnvironment&) = delete;
+
+private:
+    const char16_t* m_pszName;
+    std::u16string m_Previous;
+};
+
 // Points the library's temporary folder (TMPDIR, or TMP and TEMP on Windows) at a folder for its
 // lifetime.
 class CScopedTempFolder {

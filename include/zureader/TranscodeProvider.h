@@ -20,6 +20,13 @@
 
 #include <zureader/Types.h>
 
+// Marks a provider module's entry points as exported.
+#ifdef _WIN32
+#  define ZU_PROVIDER_ENTRY __declspec(dllexport)
+#else
+#  define ZU_PROVIDER_ENTRY __attribute__((visibility("default")))
+#endif
+
 // The converter's interface identifier, {048439BA-309C-440E-9CB4-3DCCA3756423}, passed to
 // "CreateVideoConverterDLL"; a provider answers null for an identifier it does not know.
 typedef struct ZUInterfaceId {
@@ -99,6 +106,7 @@ public:
     // 0 while running or after success, the provider's error code after a failure.
     virtual int32_t GetResult() = 0;
     // Stops a conversion under way and waits for its thread; the output keeps what was written.
+    // Safe to call again, and after the conversion has ended.
     virtual void Close() = 0;
     virtual void Release() = 0;
 };

@@ -14,6 +14,8 @@ int RunDemo(const CArguments& arguments);
 int RunRadio(const CArguments& arguments);
 int RunDvd(const CArguments& arguments);
 int RunRecord(const CArguments& arguments);
+int RunEncoders(const CArguments& arguments);
+int RunTranscode(const CArguments& arguments);
 
 class CCommandLine;
 

@@ -25,6 +25,11 @@ const char kHelp[] =
     "  dvd FOLDER [--description]      list a DVD-Video folder's titles, or print its rip description\n"
     "      [--title N] [--audio K]     with -o: write title N with audio stream K as an MPEG\n"
     "      [-o OUT.mpg]                program stream\n"
+    "  encoders [--register]           list the encoder plug-ins; --register registers the ones\n"
+    "      [--machine]                 installed beside the library (--machine: for every user)\n"
+    "  transcode SOURCE -o OUT         transcode the audio of SOURCE with the encoder NAME while\n"
+    "      --encoder NAME | --video    reading it (--video: the video, as fragmented MP4)\n"
+    "      [--settings TEXT] [--start-ms N] [--limit BYTES]\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "\n"
     "cat, radio, record and info also take --option KEY=VALUE, --timeout MS and --data TEXT.\n"
@@ -72,6 +77,10 @@ int main(int argc, char** argv)
         return RunDvd(rest);
     if (arguments[1] == u"record")
         return RunRecord(rest);
+    if (arguments[1] == u"encoders")
+        return RunEncoders(rest);
+    if (arguments[1] == u"transcode")
+        return RunTranscode(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
     return Fail(EExit::USAGE, "unknown command " + ToUtf8(arguments[1]) + " (see zureader --help)");
