@@ -7,7 +7,10 @@
 
 #include <zureader/ZUReader.h>
 
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 namespace zucli {
@@ -17,6 +20,7 @@ const char kTranscodeHelp[] =
     "usage: zureader transcode SOURCE --encoder NAME [--settings TEXT] [--start-ms N]\n"
     "                          [--offset BYTES] [--limit BYTES] -o OUT\n"
     "       zureader transcode SOURCE --video -o OUT.mp4\n"
+    "       (both also take --stats)\n"
     "\n"
     "Writes what an encoder makes of SOURCE, read while the encoder still works. --encoder names a\n"
     "registered encoder plug-in (zureader encoders lists them), --settings its settings text (for\n"
@@ -24,7 +28,8 @@ const char kTranscodeHelp[] =
     "leaves out the output's first BYTES; --limit ends the output after BYTES bytes of it. --video\n"
     "converts the video instead, into a fragmented MP4 that plays while it grows. A progress bar\n"
     "follows the encoder's length estimate when standard error is a terminal; -o - writes to\n"
-    "standard output.\n"
+    "standard output. --stats prints on standard error when the first bytes came, how many came in\n"
+    "how long, and the length estimate at the first byte and at the end.\n"
     "\n";
 
 // The media type the providers are told: the extension, lower case.
@@ -45,8 +50,43 @@ int64_t LengthEstimate(VReader& reader)
     return std::atoll(ToUtf8(TakeInfo(reader.GetInfo(Z(u"Length Estimate")))).c_str());
 }
 
-int Copy(VReader& reader, const std::u16string& output)
+// What --stats prints: when the first bytes came, and how the length estimate compares with what
+// came in the end.
+class CStatistics {
+public:
+    void Note(uint64_t nBytes, int64_t nEstimate)
+    {
+        if (m_nBytes == 0) {
+            m_FirstByte = std::chrono::steady_clock::now();
+            m_nFirstEstimate = nEstimate;
+        }
+        m_nBytes += nBytes;
+        m_nLastEstimate = nEstimate;
+    }
+
+    std::string Text() const
+    {
+        const auto now = std::chrono::steady_clock::now();
+        const auto ms = [this](std::chrono::steady_clock::time_point at) {
+            return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(at - m_Start).count());
+        };
+        return "first byte after " + (m_nBytes ? ms(m_FirstByte) : std::string("-")) + " ms; " +
+               std::to_string(m_nBytes) + " bytes in " + ms(now) + " ms; length estimate " +
+               std::to_string(m_nFirstEstimate) + " at the first byte, " + std::to_string(m_nLastEstimate) +
+               " at the end\n";
+    }
+
+private:
+    std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point m_FirstByte;
+    uint64_t m_nBytes = 0;
+    int64_t m_nFirstEstimate = 0;
+    int64_t m_nLastEstimate = 0;
+};
+
+int Copy(VReader& reader, const std::u16string& output, bool bStatistics)
 {
+    CStatistics statistics;
     COutputSink sink;
     if (!sink.Open(output == u"-" ? u"" : output))
         return Fail(EExit::WRITE_FAILED, "cannot create " + ToUtf8(output));
@@ -55,13 +95,17 @@ int Copy(VReader& reader, const std::u16string& output)
     while (const uint32_t nRead = reader.Read(buffer.data(), static_cast<uint32_t>(buffer.size()))) {
         if (!sink.Write(buffer.data(), nRead))
             return Fail(EExit::WRITE_FAILED, "cannot write " + sink.Name());
-        progress.SetTotal(LengthEstimate(reader));
+        const int64_t nEstimate = LengthEstimate(reader);
+        statistics.Note(nRead, nEstimate);
+        progress.SetTotal(nEstimate);
         progress.Advance(nRead);
     }
     progress.Finish();
     reader.Close();
     if (!sink.Finish())
         return Fail(EExit::WRITE_FAILED, "cannot finish writing " + sink.Name());
+    if (bStatistics)
+        std::fputs(statistics.Text().c_str(), stderr);
     return 0;
 }
 
@@ -80,7 +124,7 @@ int RunTranscode(const CArguments& arguments)
 {
     const CCommandLine line(arguments, {u"--encoder", u"--settings", u"--start-ms", u"--offset", u"--limit", u"-o",
                                         u"--output"},
-                            {u"--video", u"-h", u"--help"});
+                            {u"--video", u"--stats", u"-h", u"--help"});
     int nStatus = 0;
     if (!PrepareCommand(line, "transcode", "one SOURCE", 1, kTranscodeHelp, nStatus))
         return nStatus;
@@ -113,7 +157,7 @@ int RunTranscode(const CArguments& arguments)
     if (!pTranscoder->Open())
         return Fail(EExit::FAILED, "cannot transcode " + ToUtf8(source) +
                                        " (is the provider installed and the encoder registered? the log tells)");
-    return Copy(*pTranscoder, output);
+    return Copy(*pTranscoder, output, line.Has(u"--stats"));
 }
 
 }  // namespace zucli
