@@ -202,6 +202,21 @@ bool RunningUnderWine()
 #endif
 }
 
+bool ModuleIsLoaded(const std::string& fileName)
+{
+#ifdef _WIN32
+    return GetModuleHandleA(fileName.c_str()) != nullptr;
+#else
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    while (std::getline(maps, line))
+        if (line.size() > fileName.size() && line.compare(line.size() - fileName.size() - 1, std::string::npos,
+                                                          "/" + fileName) == 0)
+            return true;
+    return false;
+#endif
+}
+
 bool RunningOnWindows()
 {
 #ifdef _WIN32

@@ -113,6 +113,8 @@ std::u16string Info(VReader& reader, const std::u16string& name);
 // True when this Windows program runs under Wine, whose system libraries answer differently from
 // Windows' in a few documented places.
 bool RunningUnderWine();
+// True while a module of that file name ("libzuplayer.so", "ZUPlayer.dll") is loaded in this process.
+bool ModuleIsLoaded(const std::string& fileName);
 // True in the Windows build, under Wine or not.
 bool RunningOnWindows();
 

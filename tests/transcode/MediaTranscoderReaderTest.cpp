@@ -2,6 +2,7 @@
 // gain; a passthrough video converter), which builds and runs the same on both systems.
 #include "transcode/TranscodeSupport.h"
 
+#include "platform/DynamicLibrary.h"
 #include "platform/File.h"
 
 #include <gtest/gtest.h>
@@ -83,6 +84,29 @@ TEST_F(MediaTranscoderReaderTest, TheOutputIsTheEncodersAndEndsCleanly)
     EXPECT_EQ(0u, m_Scene.TempFileCount()) << "the output file goes with the reader";
     EXPECT_EQ(0u, pReader->Read(scratch, 1));
     EXPECT_FALSE(pReader->Open()) << "a closed transcoder has no encoder left";
+}
+
+TEST_F(MediaTranscoderReaderTest, ProviderModulesAreLoadedOnlyWhileAReaderNeedsThem)
+{
+    const std::string player = Utf8(zu::platform::LibraryFileName(u"ZUPlayer"));
+    const std::string encoder = Utf8(zu::platform::LibraryFileName(u"ZUWaveEncoder"));
+    const std::string tools = Utf8(zu::platform::LibraryFileName(u"ZUTools"));
+    ASSERT_FALSE(ModuleIsLoaded(player));
+    CReaderPtr pReader = Music();
+    Transcoder(pReader).SetEncodeArgument(Z(u"Pace=100"));
+    CReaderPtr pVideo(GetVideoTranscoderReader(Z(m_Source), Z(u"wav"), 100));
+    EXPECT_FALSE(ModuleIsLoaded(player)) << "nothing is loaded before Open";
+    ASSERT_TRUE(pReader->Open());
+    ASSERT_TRUE(pVideo->Open());
+    EXPECT_TRUE(ModuleIsLoaded(player));
+    EXPECT_TRUE(ModuleIsLoaded(encoder));
+    EXPECT_TRUE(ModuleIsLoaded(tools));
+    // Mid-encode: the workers must end before their modules go, or this would crash.
+    pReader->Close();
+    pVideo.reset();
+    EXPECT_FALSE(ModuleIsLoaded(player));
+    EXPECT_FALSE(ModuleIsLoaded(encoder));
+    EXPECT_FALSE(ModuleIsLoaded(tools));
 }
 
 TEST_F(MediaTranscoderReaderTest, StartTimeOffsetAndLimitEachApplyOnce)
