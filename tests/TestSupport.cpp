@@ -58,6 +58,17 @@ CScopedHome::~CScopedHome()
     zu::platform::SetEnvironmentText(u"ZUREADER_HOME", m_Previous);
 }
 
+CScopedEnvironment::CScopedEnvironment(const char16_t* pszName, const std::u16string& value)
+    : m_pszName(pszName), m_Previous(zu::platform::GetEnvironmentText(pszName))
+{
+    zu::platform::SetEnvironmentText(pszName, value);
+}
+
+CScopedEnvironment::~CScopedEnvironment()
+{
+    zu::platform::SetEnvironmentText(m_pszName, m_Previous);
+}
+
 namespace {
 
 const char16_t* const kTempVariables[] = {u"TMPDIR", u"TMP", u"TEMP"};
@@ -187,6 +198,21 @@ bool RunningUnderWine()
     const HMODULE hNtdll = GetModuleHandleW(L"ntdll.dll");
     return hNtdll && GetProcAddress(hNtdll, "wine_get_version");
 #else
+    return false;
+#endif
+}
+
+bool ModuleIsLoaded(const std::string& fileName)
+{
+#ifdef _WIN32
+    return GetModuleHandleA(fileName.c_str()) != nullptr;
+#else
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    while (std::getline(maps, line))
+        if (line.size() > fileName.size() && line.compare(line.size() - fileName.size() - 1, std::string::npos,
+                                                          "/" + fileName) == 0)
+            return true;
     return false;
 #endif
 }

@@ -37,6 +37,19 @@ private:
     std::u16string m_Previous;
 };
 
+// Sets an environment variable for its lifetime (empty unsets it).
+class CScopedEnvironment {
+public:
+    CScopedEnvironment(const char16_t* pszName, const std::u16string& value);
+    ~CScopedEnvironment();
+    CScopedEnvironment(const CScopedEnvironment&) = delete;
+    CScopedEnvironment& operator=(const CScopedEnvironment&) = delete;
+
+private:
+    const char16_t* m_pszName;
+    std::u16string m_Previous;
+};
+
 // Points the library's temporary folder (TMPDIR, or TMP and TEMP on Windows) at a folder for its
 // lifetime.
 class CScopedTempFolder {
@@ -100,6 +113,8 @@ std::u16string Info(VReader& reader, const std::u16string& name);
 // True when this Windows program runs under Wine, whose system libraries answer differently from
 // Windows' in a few documented places.
 bool RunningUnderWine();
+// True while a module of that file name ("libzuplayer.so", "ZUPlayer.dll") is loaded in this process.
+bool ModuleIsLoaded(const std::string& fileName);
 // True in the Windows build, under Wine or not.
 bool RunningOnWindows();
 

@@ -9,6 +9,7 @@
 #include <zureader/Reader.h>
 #include <zureader/SplitterReader.h>
 #include <zureader/SocketReader.h>
+#include <zureader/TranscoderReader.h>
 
 extern "C" {
 
@@ -100,6 +101,29 @@ ZUREADER_API VReader* GetSocketReader(ZUBOOL bUDP);
 // ("SelectedAudioStream") changed as the host wishes. Nothing is read until Open, which fails when
 // the description names no readable disc. Null only when memory is exhausted.
 ZUREADER_API VReader* GetDVDReader(const ZUCHAR* pszDescription);
+
+// A reader (type 2, VMediaTranscoderReader) of what the encoder plug-in registered as
+// pszEncoderName ("MP3", "WAV", ...) makes of the audio of pszSourcePath while it makes it.
+// pszEncoderSettings, when not empty, replaces the encoder's stored "Settings"; nFlag goes to the
+// encoder; pszSourceType names the source's media type ("wav", "flac", may be empty). Nothing is
+// loaded before Open. Null only when memory is exhausted.
+ZUREADER_API VReader* GetMusicTranscoderReader(const ZUCHAR* pszEncoderName, const ZUCHAR* pszEncoderSettings,
+                                               uint32_t nFlag, const ZUCHAR* pszSourcePath,
+                                               const ZUCHAR* pszSourceType);
+// A reader (type 3, VMediaTranscoderReader) of the video converter's output for pszSourcePath: a
+// fragmented MP4 that can be played while it grows. nFlag goes to the converter. Null only when
+// memory is exhausted.
+ZUREADER_API VReader* GetVideoTranscoderReader(const ZUCHAR* pszSourcePath, const ZUCHAR* pszSourceType,
+                                               uint32_t nFlag);
+
+// The encoder plug-ins GetMusicTranscoderReader can use (registered with "IVersion" 5 for this user
+// or the machine), as a system string the caller frees with ZUFreeString: one line per encoder,
+// "NAME<TAB>MODULE<TAB>INDEX". Null only when memory is exhausted.
+ZUREADER_API ZUBSTR ZUListEncoders();
+// The install step: registers the encoders of the plug-in modules found in the provider folder
+// (ZUREADER_PROVIDER_DIR, else the library's own) for this user, or with bMachineWide for every
+// user. Answers how many were registered; 0 when no module is there or the store cannot be written.
+ZUREADER_API uint32_t ZURegisterEncoders(ZUBOOL bMachineWide);
 
 // The rip description of a VIDEO_TS folder (or of the folder holding one) as a system string the
 // caller frees with ZUFreeString: a "[DVDVideoInfo]" section of "Key=Value" lines naming the

@@ -17,11 +17,14 @@
 #include "host/HostCallbacks.h"
 #include "host/ModuleTable.h"
 #include "platform/SystemString.h"
+#include "platform/Text.h"
 #include "net/BufferedInternetReader.h"
 #include "net/InternetReader.h"
 #include "net/MediaServerLocator.h"
 #include "net/TCPSocketReader.h"
 #include "net/UDPSocketReader.h"
+#include "transcode/EncoderPlugins.h"
+#include "transcode/MediaTranscoderReader.h"
 
 #include <atomic>
 #include <exception>
@@ -41,6 +44,12 @@ std::atomic<int> g_nStartupCount{0};
 
 // The library's entry in the sibling tools' module table exists from load.
 [[maybe_unused]] const bool g_bRegistered = (zu::host::CModuleTable::Instance().Register(kModuleName), true);
+
+// A host's null text reads as empty.
+std::u16string Text(const ZUCHAR* pszText)
+{
+    return pszText ? reinterpret_cast<const char16_t*>(pszText) : u"";
+}
 
 }  // namespace
 
@@ -165,6 +174,40 @@ try {
     return new (std::nothrow) CDVDReader(pszDescription ? reinterpret_cast<const char16_t*>(pszDescription) : u"");
 } catch (const std::exception&) {
     return nullptr;
+}
+
+VReader* GetMusicTranscoderReader(const ZUCHAR* pszEncoderName, const ZUCHAR* pszEncoderSettings, uint32_t nFlag,
+                                  const ZUCHAR* pszSourcePath, const ZUCHAR* pszSourceType)
+try {
+    return new (std::nothrow) CMediaTranscoderReader(Text(pszEncoderName), Text(pszEncoderSettings), nFlag,
+                                                     Text(pszSourcePath), Text(pszSourceType));
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+VReader* GetVideoTranscoderReader(const ZUCHAR* pszSourcePath, const ZUCHAR* pszSourceType, uint32_t nFlag)
+try {
+    return new (std::nothrow) CMediaTranscoderReader(Text(pszSourcePath), Text(pszSourceType), nFlag);
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+ZUBSTR ZUListEncoders()
+try {
+    std::u16string text;
+    for (const auto& pEncoder : zu::transcode::CEncoderPlugins::BuildEncoderList())
+        text += pEncoder->GetName() + u"\t" + pEncoder->GetModulePath() + u"\t" +
+                zu::platform::Utf16FromUtf8(std::to_string(pEncoder->GetIndex())) + u"\n";
+    return zu::platform::AllocSystemString(text);
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+uint32_t ZURegisterEncoders(ZUBOOL bMachineWide)
+try {
+    return zu::transcode::CEncoderPlugins::RegisterInstalledEncoders(bMachineWide != 0);
+} catch (const std::exception&) {
+    return 0;
 }
 
 ZUBSTR ZUDescribeDVD(const ZUCHAR* pszFolder)

@@ -46,6 +46,17 @@ std::u16string CAppInfo::HomeOverride()
     return WithSeparator(platform::GetEnvironmentText(u"ZUREADER_HOME"));
 }
 
+std::u16string CAppInfo::MachineHomeOverride()
+{
+    return WithSeparator(platform::GetEnvironmentText(u"ZUREADER_MACHINE_HOME"));
+}
+
+std::u16string CAppInfo::MachineSettingsFile()
+{
+    const std::u16string home = MachineHomeOverride();
+    return (home.empty() ? ProductFolder(platform::MachineConfigFolder()) : home) + u"settings.ini";
+}
+
 std::u16string CAppInfo::DataFolder()
 {
     const std::u16string home = HomeOverride();

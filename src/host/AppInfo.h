@@ -18,6 +18,12 @@ public:
     static std::u16string DataFolder();
     // The settings file used where there is no native store, or when ZUREADER_HOME is set.
     static std::u16string SettingsFile();
+    // The ZUREADER_MACHINE_HOME folder with a trailing separator, or empty when it is not set.
+    static std::u16string MachineHomeOverride();
+    // The machine-wide settings file used where there is no native machine-wide store, or when
+    // ZUREADER_MACHINE_HOME is set: company/product/settings.ini below the system's configuration
+    // folder (/etc on Linux).
+    static std::u16string MachineSettingsFile();
     static std::u16string KeyFile();
     static std::u16string TempFolder();
 };

@@ -180,4 +180,23 @@ bool CIniSettingsStore::DeleteValue(const std::u16string& section, const std::u1
     return Save(contents);
 }
 
+std::vector<std::u16string> CIniSettingsStore::ListSubsections(const std::u16string& section)
+{
+    std::lock_guard<std::mutex> lock(m_Lock);
+    const std::string prefix = Utf8FromUtf16(section) + "\\";
+    std::vector<std::u16string> names;
+    std::string previous;
+    // Sections are sorted, so the ones below section follow each other and repeat only in a row.
+    for (const auto& entry : Load()) {
+        const std::string& name = entry.first;
+        if (name.compare(0, prefix.size(), prefix) != 0)
+            continue;
+        const std::string child = name.substr(prefix.size(), name.find('\\', prefix.size()) - prefix.size());
+        if (!child.empty() && child != previous)
+            names.push_back(Utf16FromUtf8(child));
+        previous = child;
+    }
+    return names;
+}
+
 }  // namespace zu::host

@@ -20,6 +20,7 @@ public:
     bool WriteText(const std::u16string& section, const std::u16string& name, const std::u16string& value) override;
     bool WriteNumber(const std::u16string& section, const std::u16string& name, uint32_t value) override;
     bool DeleteValue(const std::u16string& section, const std::u16string& name) override;
+    std::vector<std::u16string> ListSubsections(const std::u16string& section) override;
 
     const std::u16string& GetPath() const { return m_Path; }
 

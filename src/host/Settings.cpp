@@ -19,23 +19,24 @@ struct CStoreSlot {
     std::unique_ptr<CStoreSlot> pRetired;
 };
 
-std::unique_ptr<platform::VSettingsStore> OpenStore(const std::u16string& home)
+using COpenNative = std::unique_ptr<platform::VSettingsStore> (*)(const std::u16string&, const std::u16string&);
+
+std::unique_ptr<platform::VSettingsStore> OpenStore(const std::u16string& home, COpenNative openNative,
+                                                    const std::u16string& file)
 {
     std::unique_ptr<platform::VSettingsStore> pStore;
     if (home.empty())
-        pStore = platform::OpenNativeSettingsStore(CAppInfo::CompanyName(), CAppInfo::ApplicationName());
+        pStore = openNative(CAppInfo::CompanyName(), CAppInfo::ApplicationName());
     if (!pStore)
-        pStore = std::make_unique<CIniSettingsStore>(CAppInfo::SettingsFile());
+        pStore = std::make_unique<CIniSettingsStore>(file);
     return pStore;
 }
 
-}  // namespace
-
-platform::VSettingsStore& CSettings::Store()
+// The store for the override folder in force now; a changed override opens a new one.
+platform::VSettingsStore& StoreInSlot(CStoreSlot& slot, const std::u16string& home, COpenNative openNative,
+                                      const std::u16string& file)
 {
-    static CStoreSlot slot;
     std::lock_guard<std::mutex> lock(slot.lock);
-    const std::u16string home = CAppInfo::HomeOverride();
     if (!slot.pStore || home != slot.home) {
         if (slot.pStore) {
             auto pRetired = std::make_unique<CStoreSlot>();
@@ -43,10 +44,25 @@ platform::VSettingsStore& CSettings::Store()
             pRetired->pRetired = std::move(slot.pRetired);
             slot.pRetired = std::move(pRetired);
         }
-        slot.pStore = OpenStore(home);
+        slot.pStore = OpenStore(home, openNative, file);
         slot.home = home;
     }
     return *slot.pStore;
+}
+
+}  // namespace
+
+platform::VSettingsStore& CSettings::Store()
+{
+    static CStoreSlot slot;
+    return StoreInSlot(slot, CAppInfo::HomeOverride(), platform::OpenNativeSettingsStore, CAppInfo::SettingsFile());
+}
+
+platform::VSettingsStore& CSettings::MachineStore()
+{
+    static CStoreSlot slot;
+    return StoreInSlot(slot, CAppInfo::MachineHomeOverride(), platform::OpenNativeMachineSettingsStore,
+                       CAppInfo::MachineSettingsFile());
 }
 
 bool CSettings::HasSection(const std::u16string& section)

@@ -12,6 +12,9 @@ class CSettings {
 public:
     // The store in use; chosen again when ZUREADER_HOME changes (tests move it between cases).
     static platform::VSettingsStore& Store();
+    // The machine-wide store (plug-ins installed for every user): the system's own where there is
+    // one, the machine-wide settings file otherwise or when ZUREADER_MACHINE_HOME is set.
+    static platform::VSettingsStore& MachineStore();
 
     static bool HasSection(const std::u16string& section);
     static uint32_t ReadNumber(const std::u16string& section, const std::u16string& name, uint32_t nDefault);

@@ -34,6 +34,9 @@ bool SetEnvironmentText(const char16_t* pszName, const std::u16string& value);
 std::u16string UserDataFolder();
 std::u16string UserConfigFolder();
 std::u16string TempFolder();
+// Where machine-wide configuration files live: /etc on Linux, the common application data folder
+// on Windows.
+std::u16string MachineConfigFolder();
 char16_t PathSeparator();
 
 }  // namespace zu::platform

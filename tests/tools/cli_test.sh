@@ -366,6 +366,35 @@ network_checks() {
   large_file_checks
 }
 
+# Transcoding through the simple provider, which both builds have: the install step, then WAV in
+# and WAV out with its settings, the start time and the limit, and the passthrough video converter.
+transcode_checks() {
+  local ZUREADER_MACHINE_HOME ZUREADER_PROVIDER_DIR
+  export ZUREADER_MACHINE_HOME="$(native_path "$scratch/machine")"
+  [ -n "${ZU_TEST_SIMPLE_PROVIDER_DIR:-}" ] && export ZUREADER_PROVIDER_DIR="$ZU_TEST_SIMPLE_PROVIDER_DIR"
+  run encoders > /dev/null 2>&1
+  check "encoders fails while none is registered" test "$?" -eq 1
+  run encoders --register --machine > "$scratch/encoders"
+  check "encoders --register --machine lists the WAV encoder" grep -q $'^WAV\t' "$scratch/encoders"
+  # 2 s of 8 kHz 16-bit mono: 16000 bytes a second after a 44-byte header.
+  ffmpeg -nostdin -v error -f lavfi -i "sine=f=500:d=2" -ar 8000 -ac 1 -c:a pcm_s16le -fflags +bitexact \
+    -map_metadata -1 "$scratch/tone.wav"
+  local source; source="$(native_path "$scratch/tone.wav")"
+  run transcode "$source" --encoder WAV --settings Gain=0 -o "$(native_path "$scratch/silent.wav")"
+  check "transcode applies the encoder's settings" \
+    test "$(tail -c +45 "$scratch/silent.wav" | tr -d '\0' | wc -c)" -eq 0 -a "$(wc -c < "$scratch/silent.wav")" -eq 32044
+  run transcode "$source" --encoder WAV --start-ms 1500 -o "$(native_path "$scratch/late.wav")"
+  check "transcode --start-ms starts at that sample" cmp -s <(tail -c 8000 "$scratch/tone.wav") <(tail -c +45 "$scratch/late.wav")
+  run transcode "$source" --encoder WAV --limit 1000 -o - > "$scratch/limited.wav"
+  check "transcode --limit gives exactly that many bytes" test "$(wc -c < "$scratch/limited.wav")" -eq 1000
+  run transcode "$source" --video -o "$(native_path "$scratch/copy.bin")"
+  check "transcode --video through the passthrough converter" cmp -s "$scratch/tone.wav" "$scratch/copy.bin"
+  run transcode "$source" --encoder "No Such" -o "$(native_path "$scratch/none.wav")" 2> "$scratch/err"
+  check "an unknown encoder fails clearly" grep -q "cannot transcode" "$scratch/err"
+}
+
+transcode_checks
+
 if [ -n "${ZU_TEST_SERVERS:-}" ] && [ -f "$ZU_TEST_SERVERS" ]; then
   network_checks
 else

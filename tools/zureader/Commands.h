@@ -16,6 +16,8 @@ int RunDvd(const CArguments& arguments);
 int RunRecord(const CArguments& arguments);
 int RunFindServer(const CArguments& arguments);
 int RunAnnounce(const CArguments& arguments);
+int RunEncoders(const CArguments& arguments);
+int RunTranscode(const CArguments& arguments);
 
 class CCommandLine;
 

@@ -26,6 +26,11 @@ const char kHelp[] =
     "  dvd FOLDER [--description]      list a DVD-Video folder's titles, or print its rip description\n"
     "      [--title N] [--audio K]     with -o: write title N with audio stream K as an MPEG\n"
     "      [-o OUT.mpg]                program stream\n"
+    "  encoders [--register]           list the encoder plug-ins; --register registers the ones\n"
+    "      [--machine]                 installed beside the library (--machine: for every user)\n"
+    "  transcode SOURCE -o OUT         transcode the audio of SOURCE with the encoder NAME while\n"
+    "      --encoder NAME | --video    reading it (--video: the video, as fragmented MP4)\n"
+    "      [--settings TEXT] [--start-ms N] [--limit BYTES]\n"
     "  demo FOLDER                     write, seek and read back an embedded sample in FOLDER\n"
     "  find-server                     print the m01p:// location of a media server on the network\n"
     "  announce ADDRESS PORT           answer find-server with m01p://ADDRESS:PORT until interrupted\n"
@@ -75,6 +80,10 @@ int main(int argc, char** argv)
         return RunDvd(rest);
     if (arguments[1] == u"record")
         return RunRecord(rest);
+    if (arguments[1] == u"encoders")
+        return RunEncoders(rest);
+    if (arguments[1] == u"transcode")
+        return RunTranscode(rest);
     if (arguments[1] == u"demo")
         return RunDemo(rest);
     if (arguments[1] == u"find-server")

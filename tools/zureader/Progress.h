@@ -15,6 +15,8 @@ public:
     ~CProgress();
 
     void Advance(uint64_t nBytes);
+    // A total that becomes known, or better known, while the bytes come (an encoder's estimate).
+    void SetTotal(int64_t nTotal) { m_nTotal = nTotal; }
     void Finish();
 
 private:

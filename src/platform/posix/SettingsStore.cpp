@@ -8,4 +8,9 @@ std::unique_ptr<VSettingsStore> OpenNativeSettingsStore(const std::u16string&, c
     return nullptr;
 }
 
+std::unique_ptr<VSettingsStore> OpenNativeMachineSettingsStore(const std::u16string&, const std::u16string&)
+{
+    return nullptr;
+}
+
 }  // namespace zu::platform

@@ -122,6 +122,11 @@ std::u16string UserConfigFolder()
     return XdgFolder(u"XDG_CONFIG_HOME", u".config");
 }
 
+std::u16string MachineConfigFolder()
+{
+    return u"/etc/";
+}
+
 std::u16string TempFolder()
 {
     const std::u16string folder = GetEnvironmentText(u"TMPDIR");

@@ -7,10 +7,10 @@
 namespace zu::platform {
 namespace {
 
-// One key per section below HKCU\Software\<company>\<product>.
+// One key per section below <hive>\Software\<company>\<product>.
 class CRegistryStore final : public VSettingsStore {
 public:
-    explicit CRegistryStore(std::u16string root) : m_Root(std::move(root)) {}
+    CRegistryStore(HKEY hHive, std::u16string root) : m_hHive(hHive), m_Root(std::move(root)) {}
 
     bool HasSection(const std::u16string& section) override
     {
@@ -79,14 +79,32 @@ public:
         return bOk;
     }
 
+    std::vector<std::u16string> ListSubsections(const std::u16string& section) override
+    {
+        std::vector<std::u16string> names;
+        HKEY hKey = OpenSection(section, KEY_ENUMERATE_SUB_KEYS, false);
+        if (!hKey)
+            return names;
+        // Key names are at most 255 characters.
+        wchar_t szName[256];
+        for (DWORD nIndex = 0;; ++nIndex) {
+            DWORD nLength = 256;
+            if (RegEnumKeyExW(hKey, nIndex, szName, &nLength, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+                break;
+            names.push_back(FromWide(szName));
+        }
+        RegCloseKey(hKey);
+        return names;
+    }
+
 private:
     HKEY OpenSection(const std::u16string& section, REGSAM access, bool bCreate)
     {
         const std::u16string path = m_Root + u"\\" + section;
         HKEY hKey = nullptr;
-        const LONG result = bCreate ? RegCreateKeyExW(HKEY_CURRENT_USER, Wide(path), 0, nullptr, 0, access,
+        const LONG result = bCreate ? RegCreateKeyExW(m_hHive, Wide(path), 0, nullptr, 0, access,
                                                       nullptr, &hKey, nullptr)
-                                    : RegOpenKeyExW(HKEY_CURRENT_USER, Wide(path), 0, access, &hKey);
+                                    : RegOpenKeyExW(m_hHive, Wide(path), 0, access, &hKey);
         return result == ERROR_SUCCESS ? hKey : nullptr;
     }
 
@@ -102,6 +120,7 @@ private:
         return bOk;
     }
 
+    HKEY m_hHive;
     std::u16string m_Root;
 };
 
@@ -110,7 +129,13 @@ private:
 std::unique_ptr<VSettingsStore> OpenNativeSettingsStore(const std::u16string& company,
                                                         const std::u16string& product)
 {
-    return std::make_unique<CRegistryStore>(u"Software\\" + company + u"\\" + product);
+    return std::make_unique<CRegistryStore>(HKEY_CURRENT_USER, u"Software\\" + company + u"\\" + product);
+}
+
+std::unique_ptr<VSettingsStore> OpenNativeMachineSettingsStore(const std::u16string& company,
+                                                               const std::u16string& product)
+{
+    return std::make_unique<CRegistryStore>(HKEY_LOCAL_MACHINE, u"SOFTWARE\\" + company + u"\\" + product);
 }
 
 }  // namespace zu::platform

@@ -129,6 +129,11 @@ std::u16string UserConfigFolder()
     return UserDataFolder();
 }
 
+std::u16string MachineConfigFolder()
+{
+    return WithSeparator(GetEnvironmentText(u"ProgramData"));
+}
+
 std::u16string TempFolder()
 {
     wchar_t buffer[MAX_PATH + 1];
