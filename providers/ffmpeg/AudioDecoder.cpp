@@ -73,6 +73,15 @@ int CAudioDecoder::Decode(std::vector<int16_t>& vSamples) {
     return 0;
 }
 
+void CAudioDecoder::Rewind() {
+    m_bRewound = true;
+    int64_t nOrigin = m_pStream->start_time == AV_NOPTS_VALUE ? 0 : m_pStream->start_time;
+    if (av_seek_frame(m_pInput.get(), m_pStream->index, nOrigin, AVSEEK_FLAG_BACKWARD) < 0) {
+        av_seek_frame(m_pInput.get(), -1, 0, AVSEEK_FLAG_BYTE | AVSEEK_FLAG_BACKWARD);
+    }
+    avcodec_flush_buffers(m_pCodec.get());
+}
+
 int CAudioDecoder::ReadFrames(std::vector<int16_t>& vSamples) {
     int nTotal = 0;
     for (;;) {
@@ -101,6 +110,12 @@ int CAudioDecoder::Append(const AVFrame* pFrame, std::vector<int16_t>& vSamples)
     // After a seek the frames' own times place them; else they follow one another, which keeps a
     // source with rounded time stamps from gaining or losing a sample at each frame.
     int64_t nPosition = m_nNextSample < 0 ? PositionOf(pFrame) : m_nNextSample;
+    if (m_nNextSample < 0 && nPosition > m_nStartSample && !m_bRewound) {
+        // The demuxer landed after the start (an index that is not exact): decode from the
+        // beginning instead, dropping more but never starting late.
+        Rewind();
+        return 0;
+    }
     int nCount = pFrame->nb_samples;
     m_nNextSample = nPosition + nCount;
     if (m_nNextSample <= m_nStartSample) return 0;
@@ -120,21 +135,12 @@ int CAudioDecoder::Append(const AVFrame* pFrame, std::vector<int16_t>& vSamples)
 }
 
 bool CAudioDecoder::OpenResampler(const AVFrame* pFrame) {
-    AVChannelLayout inLayout;
-    if (pFrame->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
-        av_channel_layout_default(&inLayout, pFrame->ch_layout.nb_channels);
-    } else if (av_channel_layout_copy(&inLayout, &pFrame->ch_layout) < 0) {
-        return false;
-    }
     AVChannelLayout outLayout;
     av_channel_layout_default(&outLayout, static_cast<int>(GetChannels()));
-    SwrContext* pSwr = nullptr;
     // Same rate in and out: no resampling, so no delay and no sample held back; more than two
     // channels are mixed down to two.
-    int nErr = swr_alloc_set_opts2(&pSwr, &outLayout, AV_SAMPLE_FMT_S16, pFrame->sample_rate, &inLayout,
-                                   static_cast<AVSampleFormat>(pFrame->format), pFrame->sample_rate, 0, nullptr);
-    av_channel_layout_uninit(&inLayout);
+    m_pResampler = zuav::MakeResampler(pFrame->ch_layout, static_cast<AVSampleFormat>(pFrame->format),
+                                       pFrame->sample_rate, outLayout, AV_SAMPLE_FMT_S16, pFrame->sample_rate);
     av_channel_layout_uninit(&outLayout);
-    m_pResampler.reset(pSwr);
-    return nErr >= 0 && swr_init(pSwr) >= 0;
+    return m_pResampler != nullptr;
 }

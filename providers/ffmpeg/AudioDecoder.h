@@ -26,6 +26,7 @@ private:
     int Append(const AVFrame* pFrame, std::vector<int16_t>& vSamples);
     bool OpenResampler(const AVFrame* pFrame);
     int64_t PositionOf(const AVFrame* pFrame) const;
+    void Rewind();
 
     zuav::InputPtr m_pInput;
     zuav::CodecPtr m_pCodec;
@@ -37,4 +38,5 @@ private:
     int64_t m_nNextSample = 0;
     bool m_bDraining = false;
     bool m_bEnded = false;
+    bool m_bRewound = false;
 };

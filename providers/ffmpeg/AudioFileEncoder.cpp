@@ -60,7 +60,6 @@ void CAudioFileEncoder::Release() {
 
 ZUBOOL CAudioFileEncoder::Begin(const ZUCHAR* pszOutputPath, uint32_t nSampleRate, uint32_t nChannels) {
     Close();
-    m_nNextPts = 0;
     m_bFailed = false;
     m_nBytesWritten = 0;
     m_nSamplesEncoded = 0;
@@ -88,9 +87,8 @@ bool CAudioFileEncoder::Open(const std::string& sPath, uint32_t nSampleRate, uin
     if (avformat_write_header(pOutput, nullptr) < 0) return false;
     avio_flush(pOutput->pb);
     m_nBytesWritten = static_cast<uint64_t>(avio_tell(pOutput->pb));
-    m_pFrame.reset(av_frame_alloc());
     m_pPacket.reset(av_packet_alloc());
-    return m_pFrame && m_pPacket;
+    return m_pPacket != nullptr;
 }
 
 bool CAudioFileEncoder::OpenCodec(uint32_t nSampleRate, uint32_t nChannels) {
@@ -119,20 +117,17 @@ bool CAudioFileEncoder::OpenCodec(uint32_t nSampleRate, uint32_t nChannels) {
 bool CAudioFileEncoder::OpenResampler(uint32_t nSampleRate, uint32_t nChannels) {
     AVChannelLayout inLayout;
     av_channel_layout_default(&inLayout, static_cast<int>(nChannels));
-    SwrContext* pSwr = nullptr;
-    int nErr = swr_alloc_set_opts2(&pSwr, &m_pCodec->ch_layout, m_pCodec->sample_fmt, m_pCodec->sample_rate,
-                                   &inLayout, AV_SAMPLE_FMT_S16, static_cast<int>(nSampleRate), 0, nullptr);
+    m_pResampler = zuav::MakeResampler(inLayout, AV_SAMPLE_FMT_S16, static_cast<int>(nSampleRate),
+                                       m_pCodec->ch_layout, m_pCodec->sample_fmt, m_pCodec->sample_rate);
     av_channel_layout_uninit(&inLayout);
-    m_pResampler.reset(pSwr);
-    if (nErr < 0 || swr_init(pSwr) < 0) return false;
-    m_pFifo.reset(av_audio_fifo_alloc(m_pCodec->sample_fmt, m_pCodec->ch_layout.nb_channels, m_nFrameSize));
-    return m_pFifo != nullptr;
+    if (!m_pResampler) return false;
+    return m_queue.Open(m_pCodec.get(), m_nFrameSize);
 }
 
 ZUBOOL CAudioFileEncoder::Write(const int16_t* pSamples, uint32_t nFrames) {
     if (!m_pOutput || m_bFailed) return 0;
     if (!nFrames) return 1;
-    if (!pSamples || !Convert(pSamples, nFrames) || !EncodeFromFifo(false)) {
+    if (!pSamples || !Convert(pSamples, nFrames) || !EncodeQueued(false)) {
         m_bFailed = true;
         return 0;
     }
@@ -140,39 +135,19 @@ ZUBOOL CAudioFileEncoder::Write(const int16_t* pSamples, uint32_t nFrames) {
 }
 
 bool CAudioFileEncoder::Convert(const int16_t* pSamples, uint32_t nFrames) {
-    int nOut = swr_get_out_samples(m_pResampler.get(), static_cast<int>(nFrames));
-    if (nOut < 0) return false;
-    uint8_t** ppData = nullptr;
-    if (av_samples_alloc_array_and_samples(&ppData, nullptr, m_pCodec->ch_layout.nb_channels, nOut + 1,
-                                           m_pCodec->sample_fmt, 0) < 0) {
-        return false;
-    }
     const uint8_t* pIn = reinterpret_cast<const uint8_t*>(pSamples);
-    int nDone = swr_convert(m_pResampler.get(), ppData, nOut + 1, pSamples ? &pIn : nullptr,
-                            static_cast<int>(nFrames));
-    bool bOk = nDone >= 0 && av_audio_fifo_write(m_pFifo.get(), reinterpret_cast<void**>(ppData), nDone) == nDone;
-    av_freep(&ppData[0]);
-    av_freep(&ppData);
-    return bOk;
+    return m_queue.Push(m_pResampler.get(), pSamples ? &pIn : nullptr, static_cast<int>(nFrames));
 }
 
-bool CAudioFileEncoder::EncodeFromFifo(bool bFinal) {
-    AVCodecContext* c = m_pCodec.get();
-    while (av_audio_fifo_size(m_pFifo.get()) >= m_nFrameSize || (bFinal && av_audio_fifo_size(m_pFifo.get()) > 0)) {
-        int nCount = std::min(av_audio_fifo_size(m_pFifo.get()), m_nFrameSize);
-        AVFrame* f = m_pFrame.get();
-        av_frame_unref(f);
-        f->nb_samples = nCount;
-        f->format = c->sample_fmt;
-        f->sample_rate = c->sample_rate;
-        if (av_channel_layout_copy(&f->ch_layout, &c->ch_layout) < 0 || av_frame_get_buffer(f, 0) < 0) return false;
-        if (av_audio_fifo_read(m_pFifo.get(), reinterpret_cast<void**>(f->data), nCount) != nCount) return false;
-        f->pts = m_nNextPts;
-        m_nNextPts += nCount;
-        if (!Send(f)) return false;
+bool CAudioFileEncoder::EncodeQueued(bool bFinal) {
+    for (;;) {
+        AVFrame* pFrame = nullptr;
+        if (!m_queue.Pop(bFinal, &pFrame)) return false;
+        if (!pFrame) return true;
+        int nCount = pFrame->nb_samples;
+        if (!Send(pFrame)) return false;
         m_nSamplesEncoded += static_cast<uint64_t>(nCount);
     }
-    return true;
 }
 
 bool CAudioFileEncoder::Send(AVFrame* pFrame) {
@@ -194,7 +169,7 @@ ZUBOOL CAudioFileEncoder::End() {
     bool bOk = !m_bFailed;
     if (bOk) {
         // What the resampler holds back, then the last short frame, then the codec's own delay.
-        bOk = Convert(nullptr, 0) && EncodeFromFifo(true) && Send(nullptr);
+        bOk = Convert(nullptr, 0) && EncodeQueued(true) && Send(nullptr);
     }
     // The trailer rewrites what is known only at the end (sizes, the MP3 header's frame count),
     // also after a failure, so that what was written stays a well-formed file.
@@ -218,8 +193,6 @@ void CAudioFileEncoder::Close() {
     m_pOutput.reset();
     m_pCodec.reset();
     m_pResampler.reset();
-    m_pFifo.reset();
-    m_pFrame.reset();
     m_pPacket.reset();
     m_pStream = nullptr;
 }

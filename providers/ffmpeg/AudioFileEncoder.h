@@ -3,6 +3,7 @@
 // the bytes while the encoding goes on.
 #pragma once
 
+#include "AudioFrameQueue.h"
 #include "AvHandles.h"
 
 #include <zureader/TranscodeProvider.h>
@@ -29,7 +30,7 @@ private:
     bool OpenCodec(uint32_t nSampleRate, uint32_t nChannels);
     bool OpenResampler(uint32_t nSampleRate, uint32_t nChannels);
     bool Convert(const int16_t* pSamples, uint32_t nFrames);
-    bool EncodeFromFifo(bool bFinal);
+    bool EncodeQueued(bool bFinal);
     bool Send(AVFrame* pFrame);
     void Close();
 
@@ -38,12 +39,10 @@ private:
     zuav::OutputPtr m_pOutput;
     zuav::CodecPtr m_pCodec;
     zuav::ResamplerPtr m_pResampler;
-    zuav::FifoPtr m_pFifo;
-    zuav::FramePtr m_pFrame;
+    CAudioFrameQueue m_queue;
     zuav::PacketPtr m_pPacket;
     AVStream* m_pStream = nullptr;
     int m_nFrameSize = 0;
-    int64_t m_nNextPts = 0;
     bool m_bFileOpen = false;
     bool m_bFailed = false;
     // Read by GetBitrate, which a host may call from another thread than the one writing.

@@ -50,4 +50,25 @@ using ResamplerPtr = std::unique_ptr<SwrContext, ResamplerFreer>;
 using FifoPtr = std::unique_ptr<AVAudioFifo, FifoFreer>;
 using ScalerPtr = std::unique_ptr<SwsContext, ScalerFreer>;
 
+// A converter between two sample formats, layouts and rates; an input layout that names only its
+// channel count is taken in the usual order for that count. Null on a failure.
+inline ResamplerPtr MakeResampler(const AVChannelLayout& in, AVSampleFormat eIn, int nInRate,
+                                  const AVChannelLayout& out, AVSampleFormat eOut, int nOutRate) {
+    // Copies: this FFmpeg's resampler takes its layouts by non-const pointer.
+    AVChannelLayout inLayout{}, outLayout{};
+    if (in.order == AV_CHANNEL_ORDER_UNSPEC) {
+        av_channel_layout_default(&inLayout, in.nb_channels);
+    } else if (av_channel_layout_copy(&inLayout, &in) < 0) {
+        return nullptr;
+    }
+    SwrContext* p = nullptr;
+    int nErr = av_channel_layout_copy(&outLayout, &out);
+    if (nErr >= 0) nErr = swr_alloc_set_opts2(&p, &outLayout, eOut, nOutRate, &inLayout, eIn, nInRate, 0, nullptr);
+    av_channel_layout_uninit(&inLayout);
+    av_channel_layout_uninit(&outLayout);
+    ResamplerPtr pResampler(p);
+    if (nErr < 0 || swr_init(p) < 0) return nullptr;
+    return pResampler;
+}
+
 }  // namespace zuav

@@ -107,8 +107,8 @@ int CStreamEncoder::OpenAudioEncoder(AVFormatContext* pOutput) {
     if (pOutput->oformat->flags & AVFMT_GLOBALHEADER) c->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     int nErr = avcodec_open2(c, pCodec, nullptr);
     if (nErr < 0) return nErr;
-    m_pFifo.reset(av_audio_fifo_alloc(c->sample_fmt, c->ch_layout.nb_channels, c->frame_size ? c->frame_size : 1024));
-    return m_pFifo ? 0 : AVERROR(ENOMEM);
+    m_pQueue = std::make_unique<CAudioFrameQueue>();
+    return m_pQueue->Open(c, c->frame_size ? c->frame_size : 1024) ? 0 : AVERROR(ENOMEM);
 }
 
 int CStreamEncoder::Feed(const AVPacket* pPacket, const PacketSink& fnSink) {
@@ -127,12 +127,12 @@ int CStreamEncoder::Feed(const AVPacket* pPacket, const PacketSink& fnSink) {
         if (nErr < 0) return nErr;
     }
     m_bFlushed = true;
-    if (m_pFifo && (nErr = EncodeFifo(true, fnSink)) < 0) return nErr;
+    if (m_pQueue && (nErr = EncodeQueued(true, fnSink)) < 0) return nErr;
     return Encode(nullptr, fnSink);
 }
 
 int CStreamEncoder::Convert(AVFrame* pDecoded, const PacketSink& fnSink) {
-    return m_pFifo ? ConvertAudio(pDecoded, fnSink) : ConvertVideo(pDecoded, fnSink);
+    return m_pQueue ? ConvertAudio(pDecoded, fnSink) : ConvertVideo(pDecoded, fnSink);
 }
 
 int CStreamEncoder::ConvertVideo(AVFrame* pDecoded, const PacketSink& fnSink) {
@@ -157,53 +157,25 @@ int CStreamEncoder::ConvertVideo(AVFrame* pDecoded, const PacketSink& fnSink) {
 int CStreamEncoder::ConvertAudio(AVFrame* pDecoded, const PacketSink& fnSink) {
     AVCodecContext* c = m_pEncoder.get();
     if (!m_pResampler) {
-        AVChannelLayout inLayout;
-        if (pDecoded->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC) {
-            av_channel_layout_default(&inLayout, pDecoded->ch_layout.nb_channels);
-        } else if (av_channel_layout_copy(&inLayout, &pDecoded->ch_layout) < 0) {
-            return AVERROR(ENOMEM);
-        }
-        SwrContext* pSwr = nullptr;
-        int nErr = swr_alloc_set_opts2(&pSwr, &c->ch_layout, c->sample_fmt, c->sample_rate, &inLayout,
-                                       static_cast<AVSampleFormat>(pDecoded->format), pDecoded->sample_rate, 0,
-                                       nullptr);
-        av_channel_layout_uninit(&inLayout);
-        m_pResampler.reset(pSwr);
-        if (nErr < 0 || (nErr = swr_init(pSwr)) < 0) return nErr;
+        m_pResampler = zuav::MakeResampler(pDecoded->ch_layout, static_cast<AVSampleFormat>(pDecoded->format),
+                                           pDecoded->sample_rate, c->ch_layout, c->sample_fmt, c->sample_rate);
+        if (!m_pResampler) return AVERROR(EINVAL);
     }
-    int nOut = swr_get_out_samples(m_pResampler.get(), pDecoded->nb_samples) + 1;
-    uint8_t** ppData = nullptr;
-    int nErr = av_samples_alloc_array_and_samples(&ppData, nullptr, c->ch_layout.nb_channels, nOut, c->sample_fmt, 0);
-    if (nErr < 0) return nErr;
-    int nDone = swr_convert(m_pResampler.get(), ppData, nOut, const_cast<const uint8_t**>(pDecoded->extended_data),
-                            pDecoded->nb_samples);
-    if (nDone >= 0 && av_audio_fifo_write(m_pFifo.get(), reinterpret_cast<void**>(ppData), nDone) != nDone) {
-        nDone = AVERROR(ENOMEM);
+    if (!m_pQueue->Push(m_pResampler.get(), const_cast<const uint8_t**>(pDecoded->extended_data),
+                        pDecoded->nb_samples)) {
+        return AVERROR(ENOMEM);
     }
-    av_freep(&ppData[0]);
-    av_freep(&ppData);
-    return nDone < 0 ? nDone : EncodeFifo(false, fnSink);
+    return EncodeQueued(false, fnSink);
 }
 
-int CStreamEncoder::EncodeFifo(bool bFinal, const PacketSink& fnSink) {
-    AVCodecContext* c = m_pEncoder.get();
-    int nFrameSize = c->frame_size ? c->frame_size : 1024;
-    while (av_audio_fifo_size(m_pFifo.get()) >= nFrameSize || (bFinal && av_audio_fifo_size(m_pFifo.get()) > 0)) {
-        int nCount = std::min(av_audio_fifo_size(m_pFifo.get()), nFrameSize);
-        AVFrame* f = m_pConverted.get();
-        av_frame_unref(f);
-        f->nb_samples = nCount;
-        f->format = c->sample_fmt;
-        f->sample_rate = c->sample_rate;
-        int nErr = av_channel_layout_copy(&f->ch_layout, &c->ch_layout);
-        if (nErr >= 0) nErr = av_frame_get_buffer(f, 0);
+int CStreamEncoder::EncodeQueued(bool bFinal, const PacketSink& fnSink) {
+    for (;;) {
+        AVFrame* pFrame = nullptr;
+        if (!m_pQueue->Pop(bFinal, &pFrame)) return AVERROR(ENOMEM);
+        if (!pFrame) return 0;
+        int nErr = Encode(pFrame, fnSink);
         if (nErr < 0) return nErr;
-        if (av_audio_fifo_read(m_pFifo.get(), reinterpret_cast<void**>(f->data), nCount) != nCount) return AVERROR(EIO);
-        f->pts = m_nNextAudioPts;
-        m_nNextAudioPts += nCount;
-        if ((nErr = Encode(f, fnSink)) < 0) return nErr;
     }
-    return 0;
 }
 
 int CStreamEncoder::Encode(AVFrame* pFrame, const PacketSink& fnSink) {

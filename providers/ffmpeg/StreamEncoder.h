@@ -2,6 +2,7 @@
 // target codec takes (pixels by libswscale, samples by libswresample) and encoded again.
 #pragma once
 
+#include "AudioFrameQueue.h"
 #include "AvHandles.h"
 
 #include <functional>
@@ -27,7 +28,7 @@ private:
     int Convert(AVFrame* pDecoded, const PacketSink& fnSink);
     int ConvertVideo(AVFrame* pDecoded, const PacketSink& fnSink);
     int ConvertAudio(AVFrame* pDecoded, const PacketSink& fnSink);
-    int EncodeFifo(bool bFinal, const PacketSink& fnSink);
+    int EncodeQueued(bool bFinal, const PacketSink& fnSink);
     int Encode(AVFrame* pFrame, const PacketSink& fnSink);
 
     AVStream* m_pInputStream = nullptr;
@@ -36,10 +37,10 @@ private:
     zuav::CodecPtr m_pEncoder;
     zuav::ScalerPtr m_pScaler;
     zuav::ResamplerPtr m_pResampler;
-    zuav::FifoPtr m_pFifo;
+    // Audio only.
+    std::unique_ptr<CAudioFrameQueue> m_pQueue;
     zuav::FramePtr m_pDecoded;
     zuav::FramePtr m_pConverted;
     zuav::PacketPtr m_pPacket;
-    int64_t m_nNextAudioPts = 0;
     bool m_bFlushed = false;
 };

@@ -2,6 +2,7 @@
 // encode or a video conversion, and prints what a checker needs as "key=value" lines. Properties
 // are read from a second thread while Encode runs, and the objects are released on another thread
 // than the one that made them, as a host may do.
+#include <zureader/TextConversion.h>
 #include <zureader/TranscodeProvider.h>
 
 #include <dlfcn.h>
@@ -19,13 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 std::u16string Wide(const std::string& s) {
-    return std::u16string(s.begin(), s.end());
-}
-
-std::string Narrow(const char16_t* p) {
-    std::string s;
-    for (; *p; ++p) s += static_cast<char>(*p);
-    return s;
+    return zureader::Utf16FromUtf8(s);
 }
 
 double MsSince(Clock::time_point t) {
@@ -75,7 +70,7 @@ std::string Property(VAudioDecoderEncoder* p, const char* pszName) {
     char16_t sz[512];
     std::u16string sName = Wide(pszName);
     uint32_t n = p->GetProperty(sName.c_str(), sz, 512);
-    return n && n < 512 ? Narrow(sz) : std::string();
+    return n && n < 512 ? zureader::Utf8FromUtf16(sz) : std::string();
 }
 
 // encode DIR SOURCE INDEX SETTINGS START_MS OUT [cancel]
