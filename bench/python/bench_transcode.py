@@ -7,17 +7,31 @@
 - Peer: `ffmpeg -i SRC -c:a libmp3lame -b:a 128k -f mp3 -` to /dev/null.
 
 Prints each time (the best of ROUNDS), the speed ratio (ours over ffmpeg's speed; 1.0 is as
-fast) and our time to the first byte of the output.
+fast) by elapsed time and by processor time (steadier on a machine others share), and our time
+to the first byte of the output.
 
 Usage: bench_transcode.py [--build out/native] [--cli] [--rounds N] [--seconds S]"""
 import argparse
 import os
+import resource
 import subprocess
 import sys
 import tempfile
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+
+def cpu_seconds():
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
+
+
+def measured(function, *args):
+    """(elapsed, first byte, processor seconds) of one run of function(*args)."""
+    before = cpu_seconds()
+    elapsed, first = function(*args)
+    return elapsed, first, cpu_seconds() - before
 
 
 def timed(command, out=None):
@@ -62,24 +76,25 @@ def main():
         subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
                         f"aevalsrc=exprs='0.5*sin(2*PI*(300+100*mod(floor(t),8))*t)':s=44100:d={args.seconds}:c=stereo",
                         "-c:a", "pcm_s16le", source], check=True)
-        ours_best, peer_best, first_best = None, None, None
+        best = {}
         run = cli_run if args.cli else driver_run
+        peer = ["ffmpeg", "-nostdin", "-v", "error", "-i", source, "-c:a", "libmp3lame", "-b:a", "128k", "-f", "mp3", "-"]
         for _ in range(args.rounds):
             out = os.path.join(folder, "ours.mp3")
-            ours, first = run(args.build, source, out)
+            ours = measured(run, args.build, source, out)
             os.remove(out)
-            peer, _ = timed(["ffmpeg", "-nostdin", "-v", "error", "-i", source, "-c:a", "libmp3lame", "-b:a", "128k",
-                             "-f", "mp3", "-"])
-            ours_best = ours if ours_best is None else min(ours_best, ours)
-            peer_best = peer if peer_best is None else min(peer_best, peer)
-            if first is not None:
-                first_best = first if first_best is None else min(first_best, first)
+            theirs = measured(timed, peer)
+            for key, value in (("ours", ours[0]), ("first", ours[1]), ("ours_cpu", ours[2]),
+                               ("peer", theirs[0]), ("peer_cpu", theirs[2])):
+                if value is not None:
+                    best[key] = min(best.get(key, value), value)
     print(f"{args.seconds} s WAV to 128 kbit/s MP3 ({'zureader transcode' if args.cli else 'provider_driver'}):")
-    print(f"  ours   {ours_best:.3f} s")
-    print(f"  ffmpeg {peer_best:.3f} s")
-    print(f"  speed ratio (ours / ffmpeg): {peer_best / ours_best:.3f}")
-    if first_best is not None:
-        print(f"  time to first byte: {first_best * 1000:.0f} ms ({first_best / ours_best * 100:.1f}% of the total)")
+    print(f"  ours   {best['ours']:.3f} s elapsed, {best['ours_cpu']:.3f} s processor")
+    print(f"  ffmpeg {best['peer']:.3f} s elapsed, {best['peer_cpu']:.3f} s processor")
+    print(f"  speed ratio (ours / ffmpeg): {best['peer'] / best['ours']:.3f} elapsed, "
+          f"{best['peer_cpu'] / best['ours_cpu']:.3f} processor")
+    if "first" in best:
+        print(f"  time to first byte: {best['first'] * 1000:.0f} ms ({best['first'] / best['ours'] * 100:.1f}% of the total)")
     return 0
 
 

@@ -82,8 +82,9 @@ bool CAudioFileEncoder::Open(const std::string& sPath, uint32_t nSampleRate, uin
     // The file protocol truncates an existing file when it opens it for writing.
     if (avio_open(&pOutput->pb, sPath.c_str(), AVIO_FLAG_WRITE) < 0) return false;
     m_bFileOpen = true;
-    // Every packet reaches the file at once: a reader of the growing file waits for no buffer.
-    pOutput->flush_packets = 1;
+    // Write flushes what each call made (see Write), not every packet: a batch of a few frames
+    // costs one system call instead of one each.
+    pOutput->flush_packets = 0;
     if (avformat_write_header(pOutput, nullptr) < 0) return false;
     avio_flush(pOutput->pb);
     m_nBytesWritten = static_cast<uint64_t>(avio_tell(pOutput->pb));
@@ -131,6 +132,8 @@ ZUBOOL CAudioFileEncoder::Write(const int16_t* pSamples, uint32_t nFrames) {
         m_bFailed = true;
         return 0;
     }
+    // A reader of the growing file sees every packet made so far.
+    avio_flush(m_pOutput->pb);
     return 1;
 }
 

@@ -1,6 +1,6 @@
 // One encoded audio file from interleaved 16-bit PCM: libavcodec encodes, libavformat writes, and
-// every packet is flushed to the file at once so that a reader following the growing file sees
-// the bytes while the encoding goes on.
+// what each Write made is flushed to the file at once so that a reader following the growing file
+// sees the bytes while the encoding goes on.
 #pragma once
 
 #include "AudioFrameQueue.h"

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -29,7 +30,11 @@ double MsSince(Clock::time_point t) {
 
 class Module {
 public:
-    Module(const std::string& sDir, const char* pszName) : m_p(dlopen((sDir + "/" + pszName).c_str(), RTLD_NOW)) {
+    // Kept mapped after dlclose: the libraries FFmpeg loads keep blocks from their initializers
+    // in their globals, which the leak checker reports once they are unmapped; mapped, it sees
+    // those roots and names the frames of any leak of ours.
+    Module(const std::string& sDir, const char* pszName)
+        : m_p(dlopen((sDir + "/" + pszName).c_str(), RTLD_NOW | RTLD_NODELETE)) {
         if (!m_p) std::fprintf(stderr, "dlopen %s: %s\n", pszName, dlerror());
     }
     ~Module() {
@@ -97,7 +102,7 @@ int Encode(int argc, char** argv) {
             if (!s.empty()) sSeenName = s;
             Property(pPlayer, "Output Duration");
             Property(pPlayer, "Output Bitrate Estimate");
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
     });
     std::u16string sSource = Wide(argv[3]), sOut = Wide(argv[7]), sStart = Wide(argv[6]), sEmpty;
@@ -120,7 +125,8 @@ int Encode(int argc, char** argv) {
     return 0;
 }
 
-// video DIR SOURCE OUT [STOP_AFTER_MS]
+// video DIR SOURCE OUT [STOP_AT_BYTES]: with STOP_AT_BYTES, once the output holds that many bytes
+// a copy of it as it is then goes to OUT.growing, and the conversion is closed under way.
 int Video(int argc, char** argv) {
     if (argc < 5) return 2;
     Module tools(argv[2], "libzutools.so");
@@ -138,9 +144,17 @@ int Video(int argc, char** argv) {
     std::printf("prepared=%d\nprepare_result=%d\n", bPrepared, nPrepare);
     if (bPrepared) {
         std::printf("started=%d\n", p->Start());
-        double dStopMs = argc > 5 ? std::atof(argv[5]) : 120000;
-        while (!p->Poll() && MsSince(tStart) < dStopMs) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::error_code ec;
+        uintmax_t nStopAt = argc > 5 ? std::strtoull(argv[5], nullptr, 10) : UINTMAX_MAX;
+        auto fnSize = [&] { return std::filesystem::file_size(argv[4], ec); };
+        while (!p->Poll() && fnSize() < nStopAt && MsSince(tStart) < 120000) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
         std::printf("ended_by_itself=%d\n", p->Poll());
+        if (argc > 5) {
+            std::filesystem::copy_file(argv[4], std::string(argv[4]) + ".growing",
+                                       std::filesystem::copy_options::overwrite_existing, ec);
+        }
         Clock::time_point tClose = Clock::now();
         // Closed and released on another thread than the one that made and started it.
         std::thread([p] { p->Close(); }).join();
