@@ -22,8 +22,10 @@ quiet cmake --install "$build" --prefix "$work/staged"
 mv "$work/staged" "$work/prefix"
 prefix="$work/prefix"
 
-# Only what hosts need: headers, the library, the package files, the command-line host.
+# Only what hosts need: headers, the library, the package files, the command-line host, and the
+# transcoding providers the library loads from its own folder.
 allowed='^(include/zureader/[^/]+\.h|lib/libzureader\.so(\.[0-9]+)*|lib/ZUReader\.dll\.a|bin/ZUReader\.dll'
+allowed+='|lib/libzu(player|encoders|tools)\.so'
 allowed+='|bin/zureader(\.exe)?|lib/cmake/ZUReader/ZUReader(Config|ConfigVersion|Targets(-[a-z]+)?)\.cmake'
 allowed+='|lib/pkgconfig/zureader\.pc)$'
 stray=$(cd "$prefix" && find . \( -type f -o -type l \) | sed 's|^\./||' | { grep -Ev "$allowed" || true; })
