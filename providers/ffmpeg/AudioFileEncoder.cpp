@@ -6,6 +6,11 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
 namespace {
 
 struct FormatNames {
@@ -88,8 +93,36 @@ bool CAudioFileEncoder::Open(const std::string& sPath, uint32_t nSampleRate, uin
     if (avformat_write_header(pOutput, nullptr) < 0) return false;
     avio_flush(pOutput->pb);
     m_nBytesWritten = static_cast<uint64_t>(avio_tell(pOutput->pb));
+    if (m_eFormat == EAudioFormat::Mp3) WriteEncoderDelay(sPath);
     m_pPacket.reset(av_packet_alloc());
     return m_pPacket != nullptr;
+}
+
+// The MP3 muxer fills the LAME tag's encoder delay in only when the file is finished, but a reader
+// of the growing file took the header long before that: without the delay, decoders keep the
+// encoder's leading silence and the track comes out longer than its source. The delay is known
+// now, so it goes in now; at the end the muxer rewrites the whole tag, padding and checksums too.
+void CAudioFileEncoder::WriteEncoderDelay(const std::string& sPath) const {
+    // The offset of the delay field from the "Xing"/"Info" tag: flags, frames, bytes, the TOC,
+    // quality, the encoder's name, revision, low-pass, replay gain, flags and the bit rate.
+    const size_t nDelayOffset = 4 + 4 + 4 + 4 + 100 + 4 + 9 + 1 + 1 + 8 + 1 + 1;
+    // The samples a decoder drops anyway (the decoder's own delay) are not counted in the field.
+    const int nDecoderDelay = 528 + 1;
+    const int nDelay = std::clamp(m_pCodec->initial_padding - nDecoderDelay, 0, 4095);
+    std::FILE* pFile = std::fopen(sPath.c_str(), "r+b");
+    if (!pFile) return;
+    std::vector<char> header(static_cast<size_t>(std::min<uint64_t>(m_nBytesWritten, 1 << 16)));
+    header.resize(std::fread(header.data(), 1, header.size(), pFile));
+    for (size_t i = 0; i + nDelayOffset + 3 <= header.size(); ++i) {
+        if (std::memcmp(&header[i], "Xing", 4) != 0 && std::memcmp(&header[i], "Info", 4) != 0) continue;
+        const unsigned char field[3] = {static_cast<unsigned char>(nDelay >> 4),
+                                        static_cast<unsigned char>((nDelay & 0xF) << 4), 0};
+        if (std::fseek(pFile, static_cast<long>(i + nDelayOffset), SEEK_SET) == 0) {
+            std::fwrite(field, 1, sizeof field, pFile);
+        }
+        break;
+    }
+    std::fclose(pFile);
 }
 
 bool CAudioFileEncoder::OpenCodec(uint32_t nSampleRate, uint32_t nChannels) {

@@ -29,6 +29,7 @@ private:
     bool Open(const std::string& sPath, uint32_t nSampleRate, uint32_t nChannels);
     bool OpenCodec(uint32_t nSampleRate, uint32_t nChannels);
     bool OpenResampler(uint32_t nSampleRate, uint32_t nChannels);
+    void WriteEncoderDelay(const std::string& sPath) const;
     bool Convert(const int16_t* pSamples, uint32_t nFrames);
     bool EncodeQueued(bool bFinal);
     bool Send(AVFrame* pFrame);

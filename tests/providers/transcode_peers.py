@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Checks the Linux transcoding providers (libzuplayer.so, libzuencoders.so, libzutools.so) against
 ffmpeg and ffprobe, through provider_driver, which loads them by their entry points as the library does.
-Usage: transcode_peers.py PROVIDER_DRIVER MODULE_DIR MEDIA_CACHE [LONG_SECONDS]
+Usage: transcode_peers.py PROVIDER_DRIVER MODULE_DIR MEDIA_CACHE [LONG_SECONDS [ZUREADER]]
+With ZUREADER (the CLI) the same media also go through `zureader encoders --register` and
+`zureader transcode`, the library's transcoder reader loading the providers from beside itself.
 Test media are made once per build folder in MEDIA_CACHE: tone steps whose second k has 300+100*k Hz
 (WAV, FLAC, and MP3 made from the WAV), a long FLAC (LONG_SECONDS, 600 unless given), a 5.1 WAV, and short videos (H.264 with FLAC sound in Matroska,
 Motion JPEG with PCM sound in AVI)."""
@@ -244,6 +246,71 @@ def check_video(driver, media, folder):
           f"a source that cannot be opened fails Prepare with an error code: {got}")
 
 
+class Cli:
+    """The CLI with fresh per-user and machine-wide settings stores."""
+
+    def __init__(self, path, folder):
+        self.path = path
+        self.env = dict(os.environ)
+        self.env.pop("ZUREADER_PROVIDER_DIR", None)
+        for name, sub in (("ZUREADER_HOME", "home"), ("ZUREADER_MACHINE_HOME", "machine")):
+            self.env[name] = os.path.join(folder, sub)
+            os.makedirs(self.env[name])
+
+    def run(self, *args, timeout=300):
+        return subprocess.run([self.path] + list(args), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              env=self.env, timeout=timeout)
+
+
+def check_cli(cli, media, folder, seconds):
+    listed = cli.run("encoders", "--register", "--machine")
+    names = [line.split("\t")[0] for line in listed.stdout.decode().splitlines()]
+    check(listed.returncode == 0 and all(n in names for n in ("MP3", "AAC", "FLAC", "WAV")),
+          f"encoders --register --machine registers the four encoders: {names}")
+    check(os.path.exists(os.path.join(cli.env["ZUREADER_MACHINE_HOME"], "settings.ini")),
+          "the machine-wide store holds them")
+    for kind in ("wav", "flac"):
+        out = os.path.join(folder, f"cli-{kind}.mp3")
+        done = cli.run("transcode", os.path.join(media, f"tones.{kind}"), "--encoder", "MP3", "-o", out)
+        duration = decoded_seconds(out) if done.returncode == 0 else -1
+        check(done.returncode == 0 and decode_errors(out) == "" and abs(duration - 8.0) <= MP3_FRAME,
+              f"transcode {kind} to MP3: {duration} s, {done.stderr.decode(errors='replace').strip()}")
+        out = os.path.join(folder, f"cli-late-{kind}.mp3")
+        cli.run("transcode", os.path.join(media, f"tones.{kind}"), "--encoder", "MP3", "--start-ms", "3000", "-o", out)
+        hz = tone_hz(out) if os.path.exists(out) else 0
+        check(abs(hz - 600) < 20, f"transcode {kind} --start-ms 3000 begins with the fourth tone: {hz:.1f} Hz")
+    for limit in (1000, 54321):
+        out = os.path.join(folder, f"cli-limit-{limit}.mp3")
+        cli.run("transcode", os.path.join(media, "tones.wav"), "--encoder", "MP3", "--limit", str(limit), "-o", out)
+        size = os.path.getsize(out) if os.path.exists(out) else -1
+        check(size == limit, f"--limit {limit} gives exactly that many bytes: {size}")
+    # The long source is the one whose header a reader takes while the encoder still runs.
+    out = os.path.join(folder, "cli-long.mp3")
+    done = cli.run("transcode", os.path.join(media, "long.flac"), "--encoder", "MP3", "--stats", "-o", out)
+    text = " ".join(done.stderr.decode(errors="replace").split())
+    print(f"{seconds} s FLAC to MP3 through the reader: " + text)
+    stats = re.search(r"first byte after (\d+) ms; (\d+) bytes in (\d+) ms; length estimate (\d+) at the first byte",
+                      text)
+    check(done.returncode == 0 and stats is not None, "transcode --stats of the long source: " + text)
+    if stats:
+        first, size, total, estimate = (int(v) for v in stats.groups())
+        check(size == os.path.getsize(out) and first < total * 0.25,
+              f"first bytes while the encoder still runs: {first} of {total} ms")
+        check(abs(estimate - size) <= size * 0.05, f"length estimate {estimate} within 5% of the {size} bytes")
+    duration = decoded_seconds(out)
+    check(decode_errors(out) == "" and abs(duration - seconds) <= MP3_FRAME,
+          f"the long source through the reader: {duration} s, within a frame of {seconds} s")
+    out = os.path.join(folder, "cli-video.mp4")
+    done = cli.run("transcode", os.path.join(media, "clip.mkv"), "--video", "-o", out)
+    kinds = run(["ffprobe", "-v", "error", "-show_entries", "stream=codec_type", "-of", "csv=p=0", out]).split() \
+        if done.returncode == 0 else []
+    duration = float(probe(out, "format=duration")["duration"]) if kinds else -1
+    with open(out, "rb") if os.path.exists(out) else open(os.devnull, "rb") as f:
+        fragments = f.read().count(b"moof")
+    check(sorted(kinds) == [b"audio", b"video"] and abs(duration - 3.0) < 1.0 and fragments > 0,
+          f"transcode --video: streams {kinds}, {duration} s, {fragments} fragments")
+
+
 def main():
     if len(sys.argv) < 4:
         print(__doc__)
@@ -259,6 +326,8 @@ def main():
         check_other_encoders(driver, media, folder)
         check_streaming(driver, media, folder, long_seconds)
         check_video(driver, media, folder)
+        if len(sys.argv) > 5:
+            check_cli(Cli(sys.argv[5], os.path.join(folder, "cli")), media, folder, long_seconds)
     print(f"{results['passed']} passed, {results['failed']} failed")
     return 1 if results["failed"] else 0
 

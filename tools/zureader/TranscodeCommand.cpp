@@ -84,9 +84,8 @@ private:
     int64_t m_nLastEstimate = 0;
 };
 
-int Copy(VReader& reader, const std::u16string& output, bool bStatistics)
+int Copy(VReader& reader, const std::u16string& output, CStatistics& statistics, bool bPrintStatistics)
 {
-    CStatistics statistics;
     COutputSink sink;
     if (!sink.Open(output == u"-" ? u"" : output))
         return Fail(EExit::WRITE_FAILED, "cannot create " + ToUtf8(output));
@@ -104,7 +103,7 @@ int Copy(VReader& reader, const std::u16string& output, bool bStatistics)
     reader.Close();
     if (!sink.Finish())
         return Fail(EExit::WRITE_FAILED, "cannot finish writing " + sink.Name());
-    if (bStatistics)
+    if (bPrintStatistics)
         std::fputs(statistics.Text().c_str(), stderr);
     return 0;
 }
@@ -146,6 +145,8 @@ int RunTranscode(const CArguments& arguments)
                            ? GetVideoTranscoderReader(Z(source), Z(TypeOf(source)), 0)
                            : GetMusicTranscoderReader(Z(line.Value(u"--encoder")), Z(line.Value(u"--settings")), 0,
                                                       Z(source), Z(TypeOf(source))));
+    // Time to the first byte counts from before Open, which starts the encoder.
+    CStatistics statistics;
     auto* pTranscoder = ZUReaderCast<VMediaTranscoderReader>(pReader.get());
     if (!pTranscoder)
         return Fail(EExit::FAILED, "out of memory");
@@ -157,7 +158,7 @@ int RunTranscode(const CArguments& arguments)
     if (!pTranscoder->Open())
         return Fail(EExit::FAILED, "cannot transcode " + ToUtf8(source) +
                                        " (is the provider installed and the encoder registered? the log tells)");
-    return Copy(*pTranscoder, output, line.Has(u"--stats"));
+    return Copy(*pTranscoder, output, statistics, line.Has(u"--stats"));
 }
 
 }  // namespace zucli
