@@ -15,7 +15,7 @@ for flavour in "${flavours[@]}"; do
   echo "=== $flavour: test" >&2
   filter="$user_filter"
   # ThreadSanitizer runs the suites whose code has more than one thread.
-  [ "$flavour" = tsan ] && filter="${ZU_TSAN_FILTER:-*Thread*:*Concurren*:*Buffer*:*Circl*}"
+  [ "$flavour" = tsan ] && filter="${ZU_TSAN_FILTER:-*Thread*:*Concurren*:*Buffer*:*Circl*:*Splitter*:*Socket*:*Locator*:*Transcod*}"
   # A race stops the run where it is found, with both stacks of a lock-order report.
   [ "$flavour" = tsan ] && export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1 second_deadlock_stack=1}"
   # A test whose memory runs away is stopped with a report instead of taking the machine down.
