@@ -1,16 +1,17 @@
 #!/usr/bin/env python3
 """Transcoding a 5-minute WAV to 128 kbit/s MP3 through our providers against ffmpeg, in one run.
 
-- Ours: `zureader transcode SRC --encoder MP3 -o OUT` when the CLI has that command (--cli), else
-  provider_driver, which loads libzuplayer.so and libzuencoders.so by their entry points and runs
-  the same decode-and-encode the transcoder reader starts.
+- Ours: `zureader transcode SRC --encoder MP3 -o OUT`, the transcoder reader read to its end, with
+  the encoders registered in a settings store of the run's own; with --driver, provider_driver
+  instead, which loads libzuplayer.so and libzuencoders.so by their entry points and runs the
+  decode-and-encode alone, without the reader.
 - Peer: `ffmpeg -i SRC -c:a libmp3lame -b:a 128k -f mp3 -` to /dev/null.
 
 Prints each time (the best of ROUNDS), the speed ratio (ours over ffmpeg's speed; 1.0 is as
 fast) by elapsed time and by processor time (steadier on a machine others share), and our time
 to the first byte of the output.
 
-Usage: bench_transcode.py [--build out/native] [--cli] [--rounds N] [--seconds S]"""
+Usage: bench_transcode.py [--build out/native] [--driver] [--rounds N] [--seconds S]"""
 import argparse
 import os
 import resource
@@ -64,10 +65,20 @@ def cli_run(build, source, out):
                   "Bitrate=128000", "-o", out], out)
 
 
+def register_encoders(build, folder):
+    """The CLI's settings stores live in FOLDER, holding our encoders, for this run alone."""
+    for name in ("ZUREADER_HOME", "ZUREADER_MACHINE_HOME"):
+        os.environ[name] = os.path.join(folder, name.lower())
+        os.makedirs(os.environ[name])
+    os.environ.pop("ZUREADER_PROVIDER_DIR", None)
+    subprocess.run([os.path.join(build, "bin", "zureader"), "encoders", "--register"], check=True,
+                   stdout=subprocess.DEVNULL)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default=os.path.join(ROOT, "out", "native"))
-    parser.add_argument("--cli", action="store_true", help="go through `zureader transcode` (needs registered encoders)")
+    parser.add_argument("--driver", action="store_true", help="the providers alone, through provider_driver")
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--seconds", type=int, default=300)
     args = parser.parse_args()
@@ -77,7 +88,9 @@ def main():
                         f"aevalsrc=exprs='0.5*sin(2*PI*(300+100*mod(floor(t),8))*t)':s=44100:d={args.seconds}:c=stereo",
                         "-c:a", "pcm_s16le", source], check=True)
         best = {}
-        run = cli_run if args.cli else driver_run
+        run = driver_run if args.driver else cli_run
+        if not args.driver:
+            register_encoders(args.build, folder)
         peer = ["ffmpeg", "-nostdin", "-v", "error", "-i", source, "-c:a", "libmp3lame", "-b:a", "128k", "-f", "mp3", "-"]
         for _ in range(args.rounds):
             out = os.path.join(folder, "ours.mp3")
@@ -88,7 +101,7 @@ def main():
                                ("peer", theirs[0]), ("peer_cpu", theirs[2])):
                 if value is not None:
                     best[key] = min(best.get(key, value), value)
-    print(f"{args.seconds} s WAV to 128 kbit/s MP3 ({'zureader transcode' if args.cli else 'provider_driver'}):")
+    print(f"{args.seconds} s WAV to 128 kbit/s MP3 ({'provider_driver' if args.driver else 'zureader transcode'}):")
     print(f"  ours   {best['ours']:.3f} s elapsed, {best['ours_cpu']:.3f} s processor")
     print(f"  ffmpeg {best['peer']:.3f} s elapsed, {best['peer_cpu']:.3f} s processor")
     print(f"  speed ratio (ours / ffmpeg): {best['peer'] / best['ours']:.3f} elapsed, "
