@@ -1,10 +1,12 @@
 #include "net/SocketTestSupport.h"
 
+#include "ServerSupport.h"
 #include "core/Log.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <thread>
 
 #ifdef _WIN32
@@ -34,14 +36,69 @@ std::string PeerScript()
 
 }  // namespace
 
+void CLaunchedPeer::Start(uint16_t nLauncherPort, const std::vector<std::string>& arguments, uint32_t nLimitSeconds)
+{
+    m_pLauncher = NewSocketReader(false);
+    if (!m_pLauncher || m_pLauncher->ConnectTo(Z(u"127.0.0.1"), nLauncherPort) != 0) {
+        m_pLauncher.reset();
+        return;
+    }
+    std::string request = std::to_string(nLimitSeconds);
+    for (const std::string& argument : arguments)
+        request += "\x1f" + argument;
+    request += "\n";
+    std::string answer;
+    m_bStarted = m_pLauncher->Write(request.data(), static_cast<uint32_t>(request.size())) == request.size() &&
+                 ReadLine(10000, answer) && answer == "started";
+}
+
+int CLaunchedPeer::Wait(uint32_t nMilliseconds)
+{
+    std::string status;
+    if (m_nStatus < 0 && m_bStarted && ReadLine(nMilliseconds, status))
+        m_nStatus = std::atoi(status.c_str());
+    return m_nStatus;
+}
+
+void CLaunchedPeer::Kill()
+{
+    if (m_bStarted && m_nStatus < 0)
+        m_pLauncher->Write("kill\n", 5);
+}
+
+bool CLaunchedPeer::ReadLine(uint32_t nMilliseconds, std::string& line)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(nMilliseconds);
+    size_t nEnd;
+    while ((nEnd = m_Pending.find('\n')) == std::string::npos) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+            return false;
+        m_pLauncher->SetReceiveTimeout(static_cast<uint32_t>(left.count()));
+        char buffer[256];
+        const uint32_t nRead = m_pLauncher->Read(buffer, sizeof(buffer));
+        if (nRead == 0)
+            return false;
+        m_Pending.append(buffer, nRead);
+    }
+    line = m_Pending.substr(0, nEnd);
+    m_Pending.erase(0, nEnd + 1);
+    return true;
+}
+
 #ifdef _WIN32
 
 struct CPeerProcess::CState {
     HANDLE hProcess = nullptr;
+    CLaunchedPeer launched;
 };
 
 CPeerProcess::CPeerProcess(const std::vector<std::string>& arguments, uint32_t nLimitSeconds) : m_pState(new CState)
 {
+    if (const int nLauncher = ServerPort("PEER_LAUNCHER")) {
+        m_pState->launched.Start(static_cast<uint16_t>(nLauncher), arguments, nLimitSeconds);
+        return;
+    }
     // Wine starts a native program named by its native path.
     std::string line = std::string(kTimeout) + " -s KILL " + std::to_string(nLimitSeconds);
     for (const std::string& argument : arguments)
@@ -57,6 +114,7 @@ CPeerProcess::CPeerProcess(const std::vector<std::string>& arguments, uint32_t n
 
 CPeerProcess::~CPeerProcess()
 {
+    m_pState->launched.Kill();
     if (!m_pState->hProcess)
         return;
     if (WaitForSingleObject(m_pState->hProcess, 0) != WAIT_OBJECT_0)
@@ -66,11 +124,13 @@ CPeerProcess::~CPeerProcess()
 
 bool CPeerProcess::Started() const
 {
-    return m_pState->hProcess != nullptr;
+    return m_pState->hProcess != nullptr || m_pState->launched.Started();
 }
 
 int CPeerProcess::Wait(uint32_t nMilliseconds)
 {
+    if (m_pState->launched.Started())
+        return m_pState->launched.Wait(nMilliseconds);
     if (!m_pState->hProcess || WaitForSingleObject(m_pState->hProcess, nMilliseconds) != WAIT_OBJECT_0)
         return -1;
     DWORD nCode = 0;
@@ -152,8 +212,9 @@ const CSocketErrors& SocketErrors()
 
 std::string PeerProgramsUnavailableReason()
 {
-    if (RunningUnderWine())
-        return "Wine starts native peer programs detached, at times not at all, and without their exit status";
+    if (RunningUnderWine() && ServerPort("PEER_LAUNCHER") == 0)
+        return "Wine starts native peer programs detached, at times not at all, and without their exit status; "
+               "the loopback servers' peer launcher would start them (ZU_TEST_SERVERS)";
     return std::string();
 }
 

@@ -1,5 +1,6 @@
 // Shorthands for the socket readers' tests: peer programs (socat, the Python peer) started as
-// native processes, also from the Windows build under Wine, free loopback ports, and the lines the
+// native processes, from the Windows build under Wine through the loopback servers' launcher,
+// free loopback ports, and the lines the
 // readers log under "Sharing Plugins".
 #pragma once
 
@@ -13,6 +14,32 @@
 #include <vector>
 
 namespace zutest {
+
+struct CSocketReaderDelete {
+    void operator()(VSocketReader* pReader) const { delete pReader; }
+};
+using CSocketReaderPtr = std::unique_ptr<VSocketReader, CSocketReaderDelete>;
+
+// A native program started for us by the loopback servers' peer launcher
+// (tests/servers/peer_launcher.py), for a test program under Wine, which cannot start one and
+// learn its exit status itself.
+class CLaunchedPeer {
+public:
+    void Start(uint16_t nLauncherPort, const std::vector<std::string>& arguments, uint32_t nLimitSeconds);
+    bool Started() const { return m_bStarted; }
+    // As CPeerProcess::Wait.
+    int Wait(uint32_t nMilliseconds);
+    // Ends the program if it still runs.
+    void Kill();
+
+private:
+    bool ReadLine(uint32_t nMilliseconds, std::string& line);
+
+    CSocketReaderPtr m_pLauncher;
+    std::string m_Pending;
+    bool m_bStarted = false;
+    int m_nStatus = -1;
+};
 
 // A native program run with its arguments; killed, if still running, when the object goes.
 // Every peer is also started under timeout(1), so none outlives a test by more than its limit.
@@ -41,11 +68,6 @@ std::vector<std::string> PythonPeer(const std::vector<std::string>& arguments);
 
 // A port of 127.0.0.1 that nothing used a moment ago (the system's pick for a socket that closed).
 uint16_t FreePort(bool bUDP);
-
-struct CSocketReaderDelete {
-    void operator()(VSocketReader* pReader) const { delete pReader; }
-};
-using CSocketReaderPtr = std::unique_ptr<VSocketReader, CSocketReaderDelete>;
 
 // A new socket reader through the export; a failed test when it is not one.
 CSocketReaderPtr NewSocketReader(bool bUDP);

@@ -79,7 +79,7 @@ tool setsid >/dev/null
 
 readonly passive_count=8
 read -r NGINX_HTTP NGINX_HTTPS NGINX_HTTPS_EXPIRED NGINX_HTTPS_WRONG_NAME SQUID SQUID_AUTH FTP FTP_NOSIZE ODD_HTTP \
-  ICECAST FTP_PASSIVE_FIRST FTP_PASSIVE_LAST < <("$python" "$here/free_ports.py" 10 "$passive_count")
+  ICECAST PEER_LAUNCHER FTP_PASSIVE_FIRST FTP_PASSIVE_LAST < <("$python" "$here/free_ports.py" 11 "$passive_count")
 [ -n "$FTP_PASSIVE_LAST" ] || fail "no free ports on 127.0.0.1"
 
 secret() { openssl rand -hex 8; }
@@ -206,6 +206,7 @@ launch ftp "$python" "$here/ftp_server.py" --port "$FTP" --nosize-port "$FTP_NOS
 launch odd "$python" "$here/odd_server.py" --port "$ODD_HTTP" --requests "$work/odd/requests.jsonl" \
   --log "$work/odd/odd.log" --user "$AUTH_USER" --password "$AUTH_PASSWORD" --files "$work/www"
 launch icecast "$icecast" -c "$work/icecast/icecast.xml"
+launch peers "$python" "$here/peer_launcher.py" --port "$PEER_LAUNCHER"
 
 # --- readiness: every server answers the way the tests rely on ------------------------------
 
@@ -226,6 +227,7 @@ server_log() {
     ftp) echo "$work/ftp/ftp.log" ;;
     icecast) echo "$work/icecast/log/error.log" ;;
     radio) echo "$work/logs/radio.out" ;;
+    peers) echo "$work/logs/peers.out" ;;
     *) echo "$work/odd/odd.log" ;;
   esac
 }
@@ -302,6 +304,8 @@ expect ftp "no SIZE on the second port" eval '[[ "$(size_answer "$FTP_NOSIZE")" 
 expect ftp "download without SIZE" \
   eval 'fetch "$ftp_url:$FTP_NOSIZE/sub/deep.txt" | same_as "One folder down."'
 
+expect peers "a peer started and its status" \
+  eval '[ "$(printf "5\037/bin/sh\037-c\037exit 3\n" | socat -t 5 - "TCP4:127.0.0.1:$PEER_LAUNCHER" | tr "\n" " ")" = "started 3 " ]'
 expect odd "GET where HEAD is refused" eval 'fetch "$odd_url/no-head" | same_as "GET after all"'
 expect odd "HEAD refused" eval '[ "$(http_code -I "$odd_url/no-head")" = 501 ]'
 expect odd "a clean request record" eval 'fetch "$odd_url/__reset" | same_as reset'
@@ -358,7 +362,8 @@ ICECAST_ADMIN_USER=$ICECAST_ADMIN_USER
 ICECAST_ADMIN_PASSWORD=$ICECAST_ADMIN_PASSWORD
 ICECAST_BITRATE=$radio_bitrate
 ICECAST_SAMPLE_RATE=$radio_rate
+PEER_LAUNCHER=$PEER_LAUNCHER
 EOF
 mv "$state/ports.env.new" "$state/ports.env"
 echo "servers: nginx http $NGINX_HTTP https $NGINX_HTTPS, squid $SQUID (auth $SQUID_AUTH)," \
-     "ftp $FTP (no SIZE $FTP_NOSIZE), odd $ODD_HTTP, icecast $ICECAST; ready $((SECONDS - launched)) s after start; $state/ports.env"
+     "ftp $FTP (no SIZE $FTP_NOSIZE), odd $ODD_HTTP, icecast $ICECAST, peer launcher $PEER_LAUNCHER; ready $((SECONDS - launched)) s after start; $state/ports.env"

@@ -329,24 +329,6 @@ std::vector<uint32_t> InterfaceBroadcastAddresses()
         bListed);
 }
 
-bool RouteLocalAddress(uint32_t nPeer, uint32_t& nLocal)
-{
-    // Connecting a datagram socket sends nothing but makes the system pick the route.
-    const SocketHandle hProbe = OpenSocket(true);
-    if (hProbe == INVALID_SOCKET_HANDLE)
-        return false;
-    SocketAddress peer;
-    peer.nFamily = AF_INET;
-    peer.nPort = htons(9);
-    peer.nAddress = nPeer;
-    SocketAddress local;
-    const bool bFound = ConnectSocket(hProbe, peer) == 0 && LocalSocketName(hProbe, local);
-    CloseSocket(hProbe);
-    if (bFound)
-        nLocal = local.nAddress;
-    return bFound;
-}
-
 std::string LocalHostName()
 {
     char name[256] = {};

@@ -206,17 +206,26 @@ int64_t SendBytesTo(SocketHandle hSocket, const void* pBuffer, uint32_t nCount, 
                   reinterpret_cast<const sockaddr*>(&record), sizeof(record));
 }
 
+// Winsock fails a receive of a datagram larger than the buffer, though it has filled the buffer
+// with the datagram's first bytes; BSD sockets answer those bytes, and so does this.
+int64_t ReceivedCount(int nResult, uint32_t nCount)
+{
+    return nResult < 0 && WSAGetLastError() == WSAEMSGSIZE ? static_cast<int64_t>(nCount) : nResult;
+}
+
 int64_t ReceiveBytes(SocketHandle hSocket, void* pBuffer, uint32_t nCount)
 {
-    return recv(Sock(hSocket), static_cast<char*>(pBuffer), static_cast<int>(nCount), 0);
+    return ReceivedCount(recv(Sock(hSocket), static_cast<char*>(pBuffer), static_cast<int>(nCount), 0), nCount);
 }
 
 int64_t ReceiveBytesFrom(SocketHandle hSocket, void* pBuffer, uint32_t nCount, SocketAddress& from)
 {
     sockaddr_in record{};
     int nLength = sizeof(record);
-    const int nReceived = recvfrom(Sock(hSocket), static_cast<char*>(pBuffer), static_cast<int>(nCount), 0,
-                                   reinterpret_cast<sockaddr*>(&record), &nLength);
+    const int64_t nReceived = ReceivedCount(recvfrom(Sock(hSocket), static_cast<char*>(pBuffer),
+                                                     static_cast<int>(nCount), 0,
+                                                     reinterpret_cast<sockaddr*>(&record), &nLength),
+                                            nCount);
     if (nReceived >= 0)
         from = FromSystem(record);
     return nReceived;
@@ -388,24 +397,6 @@ std::vector<uint32_t> InterfaceBroadcastAddresses()
     }
     CloseSocket(hProbe);
     return broadcasts;
-}
-
-bool RouteLocalAddress(uint32_t nPeer, uint32_t& nLocal)
-{
-    const SocketHandle hProbe = OpenSocket(true);
-    if (hProbe == INVALID_SOCKET_HANDLE)
-        return false;
-    sockaddr_in peer{};
-    peer.sin_family = AF_INET;
-    peer.sin_addr.s_addr = nPeer;
-    sockaddr_in local{};
-    DWORD nBytes = 0;
-    const bool bFound = WSAIoctl(Sock(hProbe), SIO_ROUTING_INTERFACE_QUERY, &peer, sizeof(peer), &local, sizeof(local),
-                                 &nBytes, nullptr, nullptr) == 0;
-    CloseSocket(hProbe);
-    if (bFound)
-        nLocal = local.sin_addr.s_addr;
-    return bFound;
 }
 
 std::string LocalHostName()
