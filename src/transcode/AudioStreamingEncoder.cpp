@@ -12,7 +12,8 @@
 namespace zu::transcode {
 namespace {
 
-constexpr uint32_t kStartPollMs = 20;
+// Short: the reader's first bytes wait on it.
+constexpr uint32_t kStartPollMs = 5;
 constexpr uint32_t kPropertyCapacity = 1024;
 
 }  // namespace

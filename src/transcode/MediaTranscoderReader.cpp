@@ -87,10 +87,20 @@ uint32_t CMediaTranscoderReader::Read(void* pBuffer, uint32_t nCount)
             break;
         }
         if (nGot == 0)
-            platform::SleepMilliseconds(kWaitMs);
+            WaitForOutput();
         nDone += static_cast<uint32_t>(nGot);
     }
     return nDone;
+}
+
+// Waits the 100 ms for more output, but no longer once the worker has ended: the last bytes are
+// then all in the file, and a full wait would only hold back the end of the stream.
+void CMediaTranscoderReader::WaitForOutput()
+{
+    const uint32_t nWaited = m_pEncoder->WaitForStopOrExit(kWaitMs);
+    // 0 with the worker still running means a stop was asked for, which does not end the wait.
+    if (nWaited == 0 && m_pEncoder->IsRunning())
+        platform::SleepMilliseconds(kWaitMs);
 }
 
 uint32_t CMediaTranscoderReader::Write(const void*, uint32_t)

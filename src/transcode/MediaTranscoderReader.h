@@ -38,6 +38,8 @@ public:
 private:
     static constexpr uint32_t kWaitMs = 100;
 
+    void WaitForOutput();
+
     std::unique_ptr<zu::transcode::CStreamingEncoder> m_pEncoder;
     std::u16string m_SourcePath;
     std::u16string m_SourceType;
