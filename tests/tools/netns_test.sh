@@ -95,7 +95,7 @@ check_status "find-server beside the announcer (own machine passed over)" 28 "$?
 start=$(millis)
 announcer="${pids[0]}"
 kill -TERM "$announcer"
-timeout 10 tail --pid="$announcer" -f /dev/null
+wait_for_end "$announcer" 10
 wait "$announcer"
 check_status "announce ended by SIGTERM" 0 "$?"
 elapsed=$(( $(millis) - start ))

@@ -76,8 +76,7 @@ if [ -z "$emulator" ]; then
     sleep 1
     start=$(date +%s%N)
     kill -TERM "$receiver"
-    # Polled finely: tail --pid looks once a second, which is the bound being checked.
-    for _ in $(seq 250); do kill -0 "$receiver" 2>/dev/null || break; sleep 0.02; done
+    wait_for_end "$receiver" 5
     wait "$receiver"
     check_status "cat udp:// ended by SIGTERM ($flowing datagrams)" 0 "$?"
     check "cat udp:// ends within 1 s of SIGTERM ($flowing datagrams)" test $(( ($(date +%s%N) - start) / 1000000 )) -lt 1000
